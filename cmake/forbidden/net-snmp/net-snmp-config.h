@@ -1,0 +1,1 @@
+#error "this room may not use the agent library: only platform/snmp and plugin/mib do"

@@ -1,0 +1,114 @@
+#include "qel/Strep.h"
+
+#include <charconv>
+#include <cstdio>
+#include <limits>
+
+#include "qel/Exception.h"
+
+namespace Qel {
+
+namespace {
+
+// At most this much of an unexpected text is quoted in a message.
+constexpr size_t kQuotedRest = 32;
+
+std::string rest(StrepIterator current, StrepIterator end) {
+  return quotedStrep(std::string_view(current, end).substr(0, kQuotedRest));
+}
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+int hexValue(char c) {
+  if (isDigit(c)) return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  return -1;
+}
+
+}  // namespace
+
+std::string valueToStrep(uint32_t value) { return std::to_string(value); }
+
+std::string valueToStrep(double value) {
+  char text[64];
+  const auto result = std::to_chars(text, text + sizeof text, value);
+  return std::string(text, result.ptr);
+}
+
+std::string valueToStrep(const void* pointer) {
+  char text[32];
+  std::snprintf(text, sizeof text, "0x%llx",
+                static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(pointer)));
+  return text;
+}
+
+std::string quotedStrep(std::string_view octets) {
+  std::string text = "'";
+  for (const char c : octets) {
+    const auto octet = static_cast<unsigned char>(c);
+    if (c == '\'' || c == '\\') {
+      text += '\\';
+      text += c;
+    } else if (octet < 0x20 || octet > 0x7e) {
+      char escaped[8];
+      std::snprintf(escaped, sizeof escaped, "\\x%02x", octet);
+      text += escaped;
+    } else {
+      text += c;
+    }
+  }
+  return text += '\'';
+}
+
+void requireLiteral(StrepIterator& current, StrepIterator end, std::string_view literal) {
+  if (!std::string_view(current, end).starts_with(literal)) {
+    throw SyntaxException("expected " + quotedStrep(literal) + ", found " + rest(current, end));
+  }
+  current += static_cast<std::ptrdiff_t>(literal.size());
+}
+
+uint32_t readU32Attribute(StrepIterator& current, StrepIterator end, const char* attribute) {
+  if (current == end || !isDigit(*current)) {
+    throw SyntaxException(std::string("in attribute '") + attribute +
+                          "': expected an unsigned number, found " + rest(current, end));
+  }
+  uint64_t value = 0;
+  while (current != end && isDigit(*current)) {
+    value = value * 10 + static_cast<uint64_t>(*current++ - '0');
+    if (value > std::numeric_limits<uint32_t>::max()) {
+      throw RangeException(std::string("in attribute '") + attribute +
+                           "': the number is above 4294967295");
+    }
+  }
+  return static_cast<uint32_t>(value);
+}
+
+std::string readQuoted(StrepIterator& current, StrepIterator end) {
+  if (current == end || *current != '\'') {
+    throw RangeException("expected a quoted string, found " + rest(current, end));
+  }
+  ++current;
+  std::string octets;
+  while (current != end && *current != '\'') {
+    if (*current != '\\') {
+      octets += *current++;
+      continue;
+    }
+    const std::string_view escape(current, end);
+    if (escape.size() >= 2 && (escape[1] == '\'' || escape[1] == '\\')) {
+      octets += escape[1];
+      current += 2;
+    } else if (escape.size() >= 4 && escape[1] == 'x' && hexValue(escape[2]) >= 0 &&
+               hexValue(escape[3]) >= 0) {
+      octets += static_cast<char>(hexValue(escape[2]) * 16 + hexValue(escape[3]));
+      current += 4;
+    } else {
+      throw RangeException("bad escape in a quoted string: " + rest(current, end));
+    }
+  }
+  if (current == end) throw RangeException("a quoted string is not closed");
+  ++current;
+  return octets;
+}
+
+}  // namespace Qel
