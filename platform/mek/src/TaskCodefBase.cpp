@@ -32,6 +32,7 @@ void TaskCodefBase::taskIs(const Qel::Ptr<TaskScheduler>& taskScheduler, TaskPri
 }
 
 void TaskCodefBase::taskDel() {
+  if (!task_) return;
   task_->unschedule();
   task_ = nullptr;
 }

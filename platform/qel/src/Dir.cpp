@@ -35,10 +35,11 @@ void Dir::entityIs(const Ptr<Entity>& entity) {
 }
 
 Ptr<Entity> Dir::entityDel(const Name& name) {
-  const Ptr<Entity> removed = entity_.take(name).value_or(nullptr);
+  const Name key = name;  // which may be the collection's own
+  const Ptr<Entity> removed = entity_.take(key).value_or(nullptr);
   if (!removed) return nullptr;
   removed->parentIs(nullptr, {});
-  notify<NotifieeConst>([&](NotifieeConst& n) { n.onEntity(name); });
+  notify<NotifieeConst>([&](NotifieeConst& n) { n.onEntity(key); });
   return removed;
 }
 

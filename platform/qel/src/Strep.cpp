@@ -19,10 +19,16 @@ std::string rest(StrepIterator current, StrepIterator end) {
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
+bool isPrintable(unsigned char octet) { return octet >= 0x20 && octet <= 0x7e; }
+
 int hexValue(char c) {
   if (isDigit(c)) return c - '0';
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
   return -1;
+}
+
+unsigned char hexOctet(char high, char low) {
+  return static_cast<unsigned char>(hexValue(high) * 16 + hexValue(low));
 }
 
 }  // namespace
@@ -49,7 +55,7 @@ std::string quotedStrep(std::string_view octets) {
     if (c == '\'' || c == '\\') {
       text += '\\';
       text += c;
-    } else if (octet < 0x20 || octet > 0x7e) {
+    } else if (!isPrintable(octet)) {
       char escaped[8];
       std::snprintf(escaped, sizeof escaped, "\\x%02x", octet);
       text += escaped;
@@ -91,6 +97,9 @@ std::string readQuoted(StrepIterator& current, StrepIterator end) {
   std::string octets;
   while (current != end && *current != '\'') {
     if (*current != '\\') {
+      if (!isPrintable(static_cast<unsigned char>(*current))) {
+        throw RangeException("unescaped octet in a quoted string: " + rest(current, end));
+      }
       octets += *current++;
       continue;
     }
@@ -99,8 +108,8 @@ std::string readQuoted(StrepIterator& current, StrepIterator end) {
       octets += escape[1];
       current += 2;
     } else if (escape.size() >= 4 && escape[1] == 'x' && hexValue(escape[2]) >= 0 &&
-               hexValue(escape[3]) >= 0) {
-      octets += static_cast<char>(hexValue(escape[2]) * 16 + hexValue(escape[3]));
+               hexValue(escape[3]) >= 0 && !isPrintable(hexOctet(escape[2], escape[3]))) {
+      octets += static_cast<char>(hexOctet(escape[2], escape[3]));
       current += 4;
     } else {
       throw RangeException("bad escape in a quoted string: " + rest(current, end));

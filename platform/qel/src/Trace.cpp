@@ -27,21 +27,6 @@ Registry& registry() {
   return instance;
 }
 
-std::string printable(std::string_view message) {
-  std::string text;
-  for (const char c : message) {
-    const auto octet = static_cast<unsigned char>(c);
-    if (octet >= 0x20 && octet <= 0x7e) {
-      text += c;
-    } else {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\x%02x", octet);
-      text += escaped;
-    }
-  }
-  return text;
-}
-
 std::string timeOfDay() {
   const auto now = std::chrono::system_clock::now();
   const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
@@ -77,6 +62,21 @@ void TraceHandle::emit(int level, const Site& site, std::string_view message) co
 }
 
 void traceSinkIs(TraceSink sink) { registry().sink = std::move(sink); }
+
+std::string printable(std::string_view text) {
+  std::string out;
+  for (const char c : text) {
+    const auto octet = static_cast<unsigned char>(c);
+    if (octet >= 0x20 && octet <= 0x7e) {
+      out += c;
+    } else {
+      char escaped[8];
+      std::snprintf(escaped, sizeof escaped, "\\x%02x", octet);
+      out += escaped;
+    }
+  }
+  return out;
+}
 
 std::string traceLine(const TraceRecord& record) {
   std::ostringstream line;

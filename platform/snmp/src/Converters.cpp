@@ -1,9 +1,12 @@
 #include <net-snmp/net-snmp-config.h>
-// The order of these is the library's.
-#include <net-snmp/agent/net-snmp-agent-includes.h>
+
 #include <net-snmp/net-snmp-includes.h>
 
+// After the general ones: it needs their types.
+#include <net-snmp/agent/net-snmp-agent-includes.h>
+
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -27,6 +30,42 @@ template <class Address>
 int writeAddress(const Address& address, unsigned char* buffer, int size) {
   const auto octets = address.octets();
   return writeOctets(octets.data(), octets.size(), buffer, size);
+}
+
+std::optional<Qel::Seconds>& replacedStart() {
+  static std::optional<Qel::Seconds> start;
+  return start;
+}
+
+// The agent's start by the wall clock, on the framework's clock: exact unless the wall clock was
+// set since.
+Qel::Seconds startByWallClock() {
+  const auto* start = static_cast<const struct timeval*>(netsnmp_get_agent_starttime());
+  const double started =
+      static_cast<double>(start->tv_sec) + static_cast<double>(start->tv_usec) / 1e6;
+  const double wall =
+      std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+  return started - (wall - Qel::now());
+}
+
+// The agent's start on the framework's clock. The library keeps it for itself: it gives the uptime
+// in whole hundredths, and the start on the wall clock only. An estimate is kept for as long as the
+// uptime bears it out, so that one time gives the same ticks whenever it is asked for.
+Qel::Seconds agentStart() {
+  constexpr double kTicksPerSecond = 100;
+  constexpr double kMargin = 1e-5;  // the library counts in whole microseconds
+  static Qel::Seconds kept = std::numeric_limits<double>::quiet_NaN();
+  if (replacedStart()) return *replacedStart();
+  const Qel::Seconds before = Qel::now();
+  const auto uptime = static_cast<double>(netsnmp_get_agent_uptime());
+  const Qel::Seconds latest = Qel::now() - uptime / kTicksPerSecond;
+  const Qel::Seconds earliest = before - (uptime + 1) / kTicksPerSecond;
+  const auto fits = [&](Qel::Seconds start) {
+    return start >= earliest - kMargin && start <= latest + kMargin;
+  };
+  if (!fits(kept)) kept = startByWallClock();
+  if (!fits(kept)) kept = latest;
+  return kept;
 }
 
 }  // namespace
@@ -74,12 +113,10 @@ int NowSecondsToUptimeTimeTicksF::operator()(double time, unsigned char* buffer,
   return writeValue(SecondsToTimeTicks(NowSecondsToUptimeSeconds(time)), buffer, size);
 }
 
+void SnmpUtil::agentStartIs(std::optional<Qel::Seconds> start) { replacedStart() = start; }
+
 double NowSecondsToUptimeSeconds(double time) {
-  const auto* start = static_cast<const struct timeval*>(netsnmp_get_agent_starttime());
-  const double started = start == nullptr ? 0
-                                          : static_cast<double>(start->tv_sec) +
-                                                static_cast<double>(start->tv_usec) / 1e6;
-  const double uptime = time - started;
+  const double uptime = time - agentStart();
   return uptime > 0 ? uptime : 0;  // also where the time is not a number
 }
 

@@ -52,8 +52,10 @@ const std::map<Qel::String8, std::set<Qel::String8>>& mibContexts() {
 
 void contextIs(const Qel::String8& context) {
   if (!framework().contexts.insert(context).second) return;
-  for (const auto& recorded : framework().registrations) {
-    if (recorded.initialized) recorded.registration->initHandler(context);
+  // By index: a registration may be recorded meanwhile.
+  const auto& all = framework().registrations;
+  for (size_t i = 0; i < all.size(); ++i) {
+    if (all[i].initialized) all[i].registration->initHandler(context);
   }
 }
 
@@ -62,12 +64,14 @@ void contextDel(const Qel::String8& context) { framework().contexts.erase(contex
 const std::set<Qel::String8>& contexts() { return framework().contexts; }
 
 void initNewRegistrations() {
-  for (auto& recorded : framework().registrations) {
-    if (recorded.initialized) continue;
-    recorded.initialized = true;
-    for (const Qel::String8& context : framework().contexts) {
-      recorded.registration->initHandler(context);
-    }
+  auto& all = framework().registrations;
+  for (size_t i = 0; i < all.size(); ++i) {
+    if (all[i].initialized) continue;
+    all[i].initialized = true;
+    HandlerRegistration* const registration = all[i].registration;
+    // Of the contexts that exist now: one that comes meanwhile finds the registration initialized.
+    const std::set<Qel::String8> present = framework().contexts;
+    for (const Qel::String8& context : present) registration->initHandler(context);
   }
 }
 

@@ -66,7 +66,9 @@ void AclConfigAggregatorSm::hasNotificationActiveIs(bool active) {
 }
 
 void AclConfigAggregatorSm::handleInput(const Qel::Name& name) {
-  const auto input = Qel::ptrCast<const Input::Config>(inputDir_->entity(name));
+  auto input = Qel::ptrCast<const Input::Config>(inputDir_->entity(name));
+  // The command line input may stand in the directory as well; it is mounted already.
+  if (input == cliInput_) input = nullptr;
   for (size_t i = 1; i < inputs_.size(); ++i) {
     if (inputs_[i]->input->name() != name) continue;
     if (inputs_[i]->input == input) return;
@@ -86,6 +88,7 @@ void AclConfigAggregatorSm::mount(const Qel::Ptr<const Input::Config>& input) {
   inputs_.push_back(std::move(mounted));
   for (const AclType type : kAclTypes) {
     const auto typeConfig = input->typeConfig(type);
+    if (!typeConfig) continue;
     for (auto it = typeConfig->acl().begin(); it; ++it) handleAcl(type, it.key());
   }
 }
@@ -99,6 +102,7 @@ void AclConfigAggregatorSm::unmount(const Qel::Name& name) {
   inputs_.erase(found);
   for (const AclType type : kAclTypes) {
     const auto typeConfig = input->typeConfig(type);
+    if (!typeConfig) continue;
     for (auto it = typeConfig->acl().begin(); it; ++it) handleAcl(type, it.key());
   }
 }
@@ -107,7 +111,8 @@ void AclConfigAggregatorSm::handleAcl(AclType type, const Qel::Name& name) {
   Qel::Ptr<const AclConfig> chosen;
   const Input::Config* owner = nullptr;
   for (const auto& mounted : inputs_) {
-    const auto acl = mounted->input->typeConfig(type)->acl(name);
+    const auto typeConfig = mounted->input->typeConfig(type);
+    const auto acl = typeConfig ? typeConfig->acl(name) : nullptr;
     const std::pair key(type, name);
     if (acl && chosen) {
       if (mounted->refused.insert(key).second) {

@@ -11,6 +11,10 @@ Config::Config(Qel::Name name) : Entity(std::move(name)) {
   }
 }
 
+Config::~Config() {
+  for (auto it = typeConfig_.begin(); it; ++it) it.value()->parentIs(nullptr, {});
+}
+
 Qel::Ptr<AclTypeConfig> Config::typeConfig(AclType type) {
   return typeConfig_.valueOr(type, nullptr);
 }
@@ -21,6 +25,10 @@ Qel::Ptr<const AclTypeConfig> Config::typeConfig(AclType type) const {
 
 void Config::typeConfigDel(AclType type) {
   if (const auto removed = typeConfig_.take(type)) (*removed)->parentIs(nullptr, {});
+}
+
+StatusBase::~StatusBase() {
+  for (auto it = status_.begin(); it; ++it) it.value()->parentIs(nullptr, {});
 }
 
 Qel::Ptr<AclTypeStatus> StatusBase::statusIs(AclType type) {

@@ -2,6 +2,16 @@
 
 namespace Acl {
 
+namespace {
+
+/// The member of a name, or null, also where the type itself is absent.
+template <class PerType>
+typename PerType::MemberPtr member(const Qel::Ptr<const PerType>& perType, const Qel::Name& name) {
+  return perType ? perType->acl(name) : nullptr;
+}
+
+}  // namespace
+
 class AclStatusAggregatorSm::QelStatusDir final : public Qel::Dir::NotifieeConst {
  public:
   explicit QelStatusDir(AclStatusAggregatorSm* owner) : owner_(owner) {
@@ -88,6 +98,7 @@ void AclStatusAggregatorSm::handleInput(const Qel::Name& name) {
     if (!changed) continue;
     for (const AclType type : kAclTypes) {
       const auto typeStatus = changed->status(type);
+      if (!typeStatus) continue;
       for (auto it = typeStatus->acl().begin(); it; ++it) handleAcl(type, it.key());
     }
   }
@@ -95,13 +106,13 @@ void AclStatusAggregatorSm::handleInput(const Qel::Name& name) {
 }
 
 void AclStatusAggregatorSm::handleAcl(AclType type, const Qel::Name& name) {
-  const auto acl = config_->typeConfig(type)->acl(name);
+  const auto acl = member(config_->typeConfig(type), name);
   Qel::Ptr<const AclStatus> reported;
   if (acl) {
     for (const auto& [inputName, mounted] : inputs_) {
       const auto input = Qel::ptrCast<const Input::Config>(inputDir_->entity(inputName));
-      if (input && input->typeConfig(type)->acl(name) == acl) {
-        reported = mounted->status->status(type)->acl(name);
+      if (input && member(input->typeConfig(type), name) == acl) {
+        reported = member(mounted->status->status(type), name);
         break;
       }
     }

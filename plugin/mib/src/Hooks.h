@@ -247,6 +247,7 @@ class Hooks {
                                     << static_cast<int>(value->type));
       return std::nullopt;
     }
+    if (value->val.string == nullptr) return std::nullopt;
     try {
       const Value converted = convert(value);
       ACLSNMP_MIB_TRACE(2, function,

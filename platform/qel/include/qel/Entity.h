@@ -87,12 +87,13 @@ class Entity : public PtrInterface {
     if (lower##_.insertOrAssign(key, value)) lower##Notify(key);              \
   }                                                                           \
   bool lower##Del(const Key& key) {                                           \
-    if (!lower##_.erase(key)) return false;                                   \
-    lower##Notify(key);                                                       \
+    const Key removed = key; /* which may be the collection's own */          \
+    if (!lower##_.erase(removed)) return false;                               \
+    lower##Notify(removed);                                                   \
     return true;                                                              \
   }                                                                           \
   void lower##DelAll() {                                                      \
-    while (!lower##_.empty()) lower##Del(Key(lower##_.firstKey()));           \
+    while (!lower##_.empty()) lower##Del(lower##_.firstKey());                \
   }                                                                           \
   void lower##Notify(const Key& key) const {                                  \
     notify<NotifieeConst>([&key](NotifieeConst& n) { n.on##Upper(key); });    \

@@ -170,14 +170,15 @@ class TypeRegistration {
   TypeRegistration& bind(const String8& name, Function function) {
     type_.operationIs(name, [function](PtrInterface& object, const Values& arguments) -> Value {
       requireCount(arguments, sizeof...(Args));
-      auto& self = dynamic_cast<T&>(object);
+      auto* self = dynamic_cast<T*>(&object);
+      if (self == nullptr) detail::wrongValue("an object of another type");
       return apply<Args...>(
           std::index_sequence_for<Args...>(), arguments, [&](auto&&... args) -> Value {
             if constexpr (std::is_void_v<Result>) {
-              (self.*function)(args...);
+              (self->*function)(args...);
               return {};
             } else {
-              return valueOf<std::remove_cvref_t<Result>>((self.*function)(args...));
+              return valueOf<std::remove_cvref_t<Result>>((self->*function)(args...));
             }
           });
     });

@@ -8,6 +8,7 @@
 /// its two-word struct, addresses as their octets in network order.
 
 #include <cstdint>
+#include <optional>
 
 #include "kavet/Addr.h"
 #include "qel/String8.h"
@@ -47,6 +48,12 @@ struct NowSecondsToUptimeTimeTicksF {
 /// Seconds from the agent's start to `time`, both on the framework's clock. A time before the start
 /// and one that is not a number give 0.
 double NowSecondsToUptimeSeconds(double time);
+
+namespace SnmpUtil {
+/// Replaces the agent's start on the framework's clock, for tests; nothing restores the agent's
+/// own.
+void agentStartIs(std::optional<Qel::Seconds> start);
+}  // namespace SnmpUtil
 
 /// Seconds as hundredths of a second, modulo 2^32 (TimeTicks, RFC 2578 section 7.1.8): rounded to
 /// whole microseconds, then cut. Negative seconds, infinities and what is not a number give 0.

@@ -94,6 +94,7 @@ class AclTypeConfig final : public NamedCollection<AclTypeConfig, AclConfig> {
 class Config : public Qel::Entity {
  public:
   explicit Config(Qel::Name name);
+  ~Config() override;
   Qel::String8 fwkType() const override { return "Acl::Config"; }
 
   /// The configurations of a type; null for a value that is no type.

@@ -69,6 +69,7 @@ class StatusBase : public Qel::Entity {
   };
 
   explicit StatusBase(Qel::Name name) : Entity(std::move(name)) {}
+  ~StatusBase() override;
 
   using StatusCollection = Qel::OrderedCollection<AclType, Qel::Ptr<AclTypeStatus>>;
   const StatusCollection& status() const { return status_; }

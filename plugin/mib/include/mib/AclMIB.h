@@ -7,9 +7,11 @@
 /// assertions.
 
 #include <net-snmp/net-snmp-config.h>
-// The order of these is the library's.
-#include <net-snmp/agent/net-snmp-agent-includes.h>
+
 #include <net-snmp/net-snmp-includes.h>
+
+// After the general ones: it needs their types.
+#include <net-snmp/agent/net-snmp-agent-includes.h>
 
 #include <list>
 #include <map>

@@ -1,0 +1,36 @@
+#pragma once
+
+/// The event loop: packets, the scheduler, file events and signals on one thread. Packets come
+/// first, then one slice of scheduled work; it never sleeps while work is pending.
+
+#include <memory>
+#include <vector>
+
+#include "mek/TaskScheduler.h"
+#include "snmp/Agent.h"
+#include "sources/Source.h"
+
+namespace Daemon {
+
+/// The signals that the process handles, blocked for it and all threads that it starts from here
+/// on, and readable as a descriptor.
+class Signals {
+ public:
+  Signals();
+  ~Signals();
+  Signals(const Signals&) = delete;
+  Signals& operator=(const Signals&) = delete;
+
+  int descriptor() const { return descriptor_; }
+  /// The next signal that came, or 0.
+  int next() const;
+
+ private:
+  int descriptor_;
+};
+
+/// Serves until SIGTERM or SIGINT; SIGHUP makes every source read its input anew.
+void runLoop(Snmp::Agent& agent, Mek::TaskScheduler& scheduler, const Signals& signals,
+             const std::vector<std::unique_ptr<Sources::Source>>& sources);
+
+}  // namespace Daemon

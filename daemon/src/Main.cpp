@@ -1,0 +1,107 @@
+// aclsnmpd: an SNMP agent that publishes the access control lists of its sources.
+
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <optional>
+
+#include "Loop.h"
+#include "Mounts.h"
+#include "Options.h"
+#include "Plugins.h"
+#include "TraceFile.h"
+#include "openconfig/FileSource.h"
+#include "snmp/Agent.h"
+#include "snmp/Registration.h"
+
+namespace Daemon {
+
+namespace {
+
+Sources::OpenConfig::Limits limitsOf(const Options& options) {
+  Sources::OpenConfig::Limits limits;
+  limits.octets = options.maxAclFileSize;
+  return limits;
+}
+
+void logFor(Sources::Severity severity, const std::string& text) {
+  switch (severity) {
+    case Sources::Severity::error:
+      return Snmp::log(Snmp::LogLevel::error, text);
+    case Sources::Severity::warning:
+      return Snmp::log(Snmp::LogLevel::warning, text);
+    case Sources::Severity::info:
+      return Snmp::log(Snmp::LogLevel::info, text);
+    case Sources::Severity::debug:
+      return Snmp::log(Snmp::LogLevel::debug, text);
+  }
+}
+
+/// Validates the documents; 0 when all are good, else 1.
+int check(const Options& options) {
+  int result = 0;
+  for (const std::string& file : options.aclFiles) {
+    const auto error = Sources::OpenConfig::check(file, limitsOf(options));
+    if (error) {
+      std::fprintf(stderr, "%s\n", error->c_str());
+      result = 1;
+    } else {
+      std::printf("%s: good\n", file.c_str());
+    }
+  }
+  return result;
+}
+
+/// Sources by their place on the command line, so that they are mounted in that order.
+std::vector<std::unique_ptr<Sources::Source>> makeSources(const Options& options,
+                                                          const Sources::Mount& mount) {
+  std::vector<std::unique_ptr<Sources::Source>> sources;
+  for (const std::string& file : options.aclFiles) {
+    sources.push_back(std::make_unique<Sources::OpenConfig::FileSource>(
+        mount, file + "#" + std::to_string(sources.size()), file, limitsOf(options)));
+  }
+  return sources;
+}
+
+int run(const Options& options) {
+  const Signals signals;
+  // Destroyed in reverse: sources, MIB objects and rows, the plug-ins' code, the agent.
+  Snmp::Agent agent({"aclsnmpd", options.listen, options.configFile});
+  std::optional<TraceFile> traceFile;
+  if (!options.traceFile.empty()) traceFile.emplace(options.traceFile);
+  Plugins plugins(options.pluginDir);
+  const auto scheduler = Qel::make<Mek::TaskScheduler>();
+  const Mounts mounts(scheduler);
+  Snmp::contextIs("");
+  for (const std::string& context : options.contexts) Snmp::contextIs(context);
+  Snmp::initNewRegistrations();
+  const struct Unregister {
+    Plugins& plugins;
+    ~Unregister() { plugins.unregisterContexts(); }
+  } unregister{plugins};
+
+  const auto sources =
+      makeSources(options, {mounts.inputDir(), mounts.statusDir(), scheduler, logFor});
+  agent.open();
+  for (const auto& source : sources) source->start();
+  Snmp::log(Snmp::LogLevel::info, "aclsnmpd " ACLSNMPD_VERSION " is ready");
+  runLoop(agent, *scheduler, signals, sources);
+  Snmp::log(Snmp::LogLevel::info, "aclsnmpd ends");
+  return 0;
+}
+
+}  // namespace
+
+}  // namespace Daemon
+
+int main(int argc, char** argv) {
+  try {
+    const auto parsed = Daemon::parseOptions(argc, argv);
+    if (const int* exitCode = std::get_if<int>(&parsed)) return *exitCode;
+    const auto& options = std::get<Daemon::Options>(parsed);
+    return options.check ? Daemon::check(options) : Daemon::run(options);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "aclsnmpd: %s\n", error.what());
+    return 1;
+  }
+}

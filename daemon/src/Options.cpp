@@ -1,0 +1,70 @@
+#include "Options.h"
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+
+#include "openconfig/Document.h"
+#include "qel/Exception.h"
+#include "qel/Trace.h"
+
+namespace Daemon {
+
+namespace {
+
+/// Where the plug-ins stand when nothing is said: beside the program's own library folder.
+std::string defaultPluginDir() {
+  std::error_code error;
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+  return (program.parent_path().parent_path() / "lib" / "plugins").string();
+}
+
+}  // namespace
+
+std::variant<Options, int> parseOptions(int argc, char** argv) {
+  Options options;
+  options.pluginDir = defaultPluginDir();
+  options.maxAclFileSize = Sources::OpenConfig::Limits().octets;
+
+  CLI::App app("Publishes access control lists over SNMP (ZORLEN-ACL-MIB).", "aclsnmpd");
+  app.set_version_flag("--version", "aclsnmpd " ACLSNMPD_VERSION);
+  app.add_option("--acl", options.aclFiles, "OpenConfig ACL document to publish (repeatable)")
+      ->type_name("FILE");
+  app.add_option("--listen", options.listen,
+                 "address to listen on, such as udp:127.0.0.1:161 (repeatable; in place of the "
+                 "configuration's agentaddress)")
+      ->type_name("ADDRESS");
+  app.add_option("--conf", options.configFile,
+                 "Net-SNMP configuration, in place of aclsnmpd.conf in the usual places")
+      ->type_name("FILE");
+  app.add_option("--plugin-dir", options.pluginDir, "folder whose plug-ins are loaded")
+      ->type_name("DIR")
+      ->capture_default_str();
+  app.add_option("--context", options.contexts, "SNMP context besides the default one (repeatable)")
+      ->type_name("NAME");
+  app.add_option("--trace", options.traceSettings, "trace levels, such as Snmp=2,AclSnmpSm=8")
+      ->type_name("SETTINGS");
+  app.add_option("--trace-file", options.traceFile, "append traces to a file, not standard error")
+      ->type_name("FILE");
+  app.add_option("--max-acl-file-size", options.maxAclFileSize,
+                 "largest ACL document that is read, in octets")
+      ->type_name("OCTETS")
+      ->capture_default_str();
+  app.add_flag("--check", options.check,
+               "validate the ACL documents and end: with 0 when all are good, else with 1");
+  // A value list would swallow the next option's value.
+  for (CLI::Option* option : app.get_options()) {
+    if (option->get_expected_max() > 1)
+      option->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  }
+  try {
+    app.parse(argc, argv);
+    Qel::traceSettingsIs(options.traceSettings);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error);
+  } catch (const Qel::RangeException& error) {
+    return app.exit(CLI::ValidationError("--trace", error.what()));
+  }
+  return options;
+}
+
+}  // namespace Daemon

@@ -1,0 +1,30 @@
+#pragma once
+
+/// The command line of `aclsnmpd`.
+
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace Daemon {
+
+struct Options {
+  std::vector<std::string> aclFiles;
+  std::vector<std::string> listen;
+  std::string configFile;
+  std::string pluginDir;
+  /// Contexts besides the default one.
+  std::vector<std::string> contexts;
+  std::string traceSettings;
+  std::string traceFile;
+  /// The largest ACL file that is read, in octets.
+  uint64_t maxAclFileSize = 0;
+  bool check = false;
+};
+
+/// The options, or the exit code of a run that ends at the command line: help, the version, a
+/// mistake.
+std::variant<Options, int> parseOptions(int argc, char** argv);
+
+}  // namespace Daemon

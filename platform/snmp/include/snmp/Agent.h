@@ -1,0 +1,56 @@
+#pragma once
+
+/// The SNMP agent of this process: the thin seam to the agent library's start, event handling and
+/// end. One at a time; for the event thread only.
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "qel/Time.h"
+
+namespace Snmp {
+
+enum class LogLevel { error, warning, info, debug };
+
+/// One line to the agent's log. Octets outside the printable ones stand as \xNN.
+void log(LogLevel level, const std::string& text);
+
+struct AgentOptions {
+  /// The name of the application: its configuration is NAME.conf, its persistent state is kept
+  /// under it.
+  std::string name;
+  /// Addresses in the agent library's form, for example "udp:127.0.0.1:161". Given ones replace the
+  /// configuration's `agentaddress`; without any the agent listens on udp:127.0.0.1:161.
+  std::vector<std::string> listen;
+  /// Read in place of the NAME.conf of the usual places.
+  std::string configFile;
+};
+
+class Agent {
+ public:
+  /// Reads the configuration (access control, users, addresses). Nothing is served yet. Throws
+  /// `std::runtime_error` for a configuration file that cannot be read.
+  explicit Agent(const AgentOptions& options);
+  /// Stores the persistent state and closes all sockets. Everything registered must be gone.
+  ~Agent();
+  Agent(const Agent&) = delete;
+  Agent& operator=(const Agent&) = delete;
+
+  /// Opens the addresses. Throws `std::runtime_error` when one cannot be opened.
+  void open();
+
+  /// Waits until a packet or a watched descriptor can be read, the library has something due, or
+  /// `timeout` seconds have passed (nothing: no end). Serves the packets that wait, then calls
+  /// `readable` with each watched descriptor that can be read.
+  void serve(std::optional<Qel::Seconds> timeout, const std::vector<int>& watched,
+             const std::function<void(int)>& readable);
+
+ private:
+  std::string name_;
+  std::vector<std::string> listen_;
+  bool open_ = false;
+};
+
+}  // namespace Snmp

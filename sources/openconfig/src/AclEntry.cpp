@@ -1,0 +1,429 @@
+#include "AclEntry.h"
+
+#include "Leaves.h"
+#include "Ports.h"
+
+namespace Sources::OpenConfig {
+
+namespace {
+
+/// What one table column can carry.
+constexpr size_t kMaxRemarkOctets = 127;
+
+struct Ipv4End {
+  std::optional<Ipv4Prefix> prefix;
+  std::optional<Kavet::IpAddr> mask;
+  Ref prefixLeaf;
+  Ref maskLeaf;
+};
+
+struct MacEnd {
+  std::optional<Kavet::EthAddr> address;
+  std::optional<Kavet::EthAddr> mask;
+  Ref maskLeaf;
+};
+
+/// What transport/config/builtin-detail can say.
+enum class Builtin { none, initial, established, fragment };
+
+/// The leafs of an entry as they are read, before they are put together.
+struct Draft {
+  Acl::AclType type = Acl::AclType::ipv4;
+  std::optional<uint32_t> sequence;
+  std::optional<std::string> remark;
+  bool remarkOnly = false;
+  Ref match;  // a container that a remark does not have
+
+  Acl::IpFilterBase common;
+  std::optional<Acl::RangeOperator> hopLimitOperator;
+  std::optional<uint32_t> hopLimit;
+  Ref hopLimitOperatorLeaf;
+  Ports sourcePorts;
+  Ports destinationPorts;
+  uint16_t tcpFlags = 0;
+  uint16_t explicitTcpFlags = 0;
+  bool established = false;
+  bool fragments = false;
+  Builtin builtin = Builtin::none;
+  Ref builtinLeaf;
+
+  Ipv4End source4;
+  Ipv4End destination4;
+  Acl::Ip6Prefix source6;
+  Acl::Ip6Prefix destination6;
+  MacEnd sourceMac;
+  MacEnd destinationMac;
+  uint32_t etherType = 0;
+
+  std::optional<Acl::Action> action;
+  bool log = false;
+  std::optional<uint64_t> packets;
+};
+
+using EntryMember = Member<Draft>;
+
+constexpr std::array kProtocols = {
+    Named<uint32_t>{"IP_TCP", 6},   Named<uint32_t>{"IP_UDP", 17},  Named<uint32_t>{"IP_ICMP", 1},
+    Named<uint32_t>{"IP_IGMP", 2},  Named<uint32_t>{"IP_GRE", 47},  Named<uint32_t>{"IP_PIM", 103},
+    Named<uint32_t>{"IP_RSVP", 46}, Named<uint32_t>{"IP_AUTH", 51}, Named<uint32_t>{"IP_L2TP", 115},
+};
+constexpr std::array kEtherTypes = {
+    Named<uint32_t>{"ETHERTYPE_IPV4", 0x0800}, Named<uint32_t>{"ETHERTYPE_ARP", 0x0806},
+    Named<uint32_t>{"ETHERTYPE_VLAN", 0x8100}, Named<uint32_t>{"ETHERTYPE_IPV6", 0x86DD},
+    Named<uint32_t>{"ETHERTYPE_MPLS", 0x8847}, Named<uint32_t>{"ETHERTYPE_LLDP", 0x88CC},
+    Named<uint32_t>{"ETHERTYPE_ROCE", 0x8915},
+};
+constexpr std::array kTcpFlags = {
+    Named<uint16_t>{"TCP_SYN", Acl::syn}, Named<uint16_t>{"TCP_FIN", Acl::fin},
+    Named<uint16_t>{"TCP_RST", Acl::rst}, Named<uint16_t>{"TCP_PSH", Acl::psh},
+    Named<uint16_t>{"TCP_ACK", Acl::ack}, Named<uint16_t>{"TCP_URG", Acl::urg},
+};
+constexpr std::array kBuiltins = {
+    Named<Builtin>{"TCP_INITIAL", Builtin::initial},
+    Named<Builtin>{"TCP_ESTABLISHED", Builtin::established},
+    Named<Builtin>{"FRAGMENT", Builtin::fragment},
+};
+constexpr std::array kDetailModes = {Named<bool>{"EXPLICIT", true}, Named<bool>{"BUILTIN", false}};
+constexpr std::array kFlagMatchModes = {Named<bool>{"ANY", true}, Named<bool>{"ALL", false}};
+constexpr std::array kForwardingActions = {
+    Named<Acl::Action>{"ACCEPT", Acl::Action::permit},
+    Named<Acl::Action>{"DROP", Acl::Action::deny},
+    Named<Acl::Action>{"REJECT", Acl::Action::deny},
+};
+constexpr std::array kLogActions = {Named<bool>{"LOG_SYSLOG", true},
+                                    Named<bool>{"LOG_NONE", false}};
+
+void readSequence(Draft& draft, const Ref& leaf) {
+  const uint32_t sequence = readNumber(leaf, 0, 0xFFFFFFFF);
+  if (draft.sequence && *draft.sequence != sequence) {
+    refuse(leaf, "the entry's sequence-id " + std::to_string(*draft.sequence));
+  }
+  draft.sequence = sequence;
+}
+
+template <bool Draft::*field>
+void readFlag(Draft& draft, const Ref& leaf) {
+  draft.*field = readBoolean(leaf);
+}
+
+// Leafs that the ACL model has no place for.
+template <uint32_t most>
+void checkNumber(Draft&, const Ref& leaf) {
+  readNumber(leaf, 0, most);
+}
+void checkDscpSet(Draft&, const Ref& leaf) {
+  readList(leaf, [](const Ref& dscp) { readNumber(dscp, 0, 63); });
+}
+void checkDetailMode(Draft&, const Ref& leaf) { readNamed(leaf, kDetailModes, {}); }
+void checkFlagMatchMode(Draft&, const Ref& leaf) { readNamed(leaf, kFlagMatchModes, {}); }
+
+// Leafs of IPv4 and IPv6 matches.
+
+void readProtocol(Draft& draft, const Ref& leaf) {
+  draft.common.proto = readNumberOrNamed(leaf, 0, 255, kProtocols, kMatchTypesModule);
+}
+void readHopLimit(Draft& draft, const Ref& leaf) { draft.hopLimit = readNumber(leaf, 0, 255); }
+void readHopLimitOper(Draft& draft, const Ref& leaf) {
+  draft.hopLimitOperatorLeaf = leaf;
+  draft.hopLimitOperator = readHopLimitOperator(leaf);
+}
+void readTracked(Draft& draft, const Ref& leaf) { draft.common.tracked = readBoolean(leaf); }
+void readIcmpType(Draft& draft, const Ref& leaf) {
+  draft.common.icmpType = static_cast<uint16_t>(readNumber(leaf, 0, 255));
+}
+void readIcmpCode(Draft& draft, const Ref& leaf) {
+  draft.common.icmpCode = static_cast<uint16_t>(readNumber(leaf, 0, 255));
+}
+
+template <Ipv4End Draft::*end>
+void readIpv4End(Draft& draft, const Ref& leaf) {
+  (draft.*end).prefixLeaf = leaf;
+  (draft.*end).prefix = readIpv4(leaf);
+}
+template <Ipv4End Draft::*end>
+void readIpv4EndMask(Draft& draft, const Ref& leaf) {
+  (draft.*end).maskLeaf = leaf;
+  (draft.*end).mask = readIpv4Mask(leaf);
+}
+template <Acl::Ip6Prefix Draft::*end>
+void readIpv6End(Draft& draft, const Ref& leaf) {
+  draft.*end = readIpv6Prefix(leaf);
+}
+
+constexpr std::array kIpv4Leafs = {
+    EntryMember{"source-address", readIpv4End<&Draft::source4>},
+    EntryMember{"destination-address", readIpv4End<&Draft::destination4>},
+    EntryMember{"protocol", readProtocol},
+    EntryMember{"hop-limit", readHopLimit},
+    EntryMember{"dscp", checkNumber<63>},
+    EntryMember{"dscp-set", checkDscpSet},
+    EntryMember{"length", checkNumber<65535>},
+    EntryMember{"zorlen-acl-ext:source-mask", readIpv4EndMask<&Draft::source4>},
+    EntryMember{"zorlen-acl-ext:destination-mask", readIpv4EndMask<&Draft::destination4>},
+    EntryMember{"zorlen-acl-ext:hop-limit-operator", readHopLimitOper},
+    EntryMember{"zorlen-acl-ext:fragments", readFlag<&Draft::fragments>},
+    EntryMember{"zorlen-acl-ext:tracked", readTracked},
+};
+constexpr std::array kIpv6Leafs = {
+    EntryMember{"source-address", readIpv6End<&Draft::source6>},
+    EntryMember{"destination-address", readIpv6End<&Draft::destination6>},
+    EntryMember{"protocol", readProtocol},
+    EntryMember{"hop-limit", readHopLimit},
+    EntryMember{"dscp", checkNumber<63>},
+    EntryMember{"dscp-set", checkDscpSet},
+    EntryMember{"length", checkNumber<65535>},
+    EntryMember{"source-flow-label", checkNumber<1048575>},
+    EntryMember{"destination-flow-label", checkNumber<1048575>},
+    EntryMember{"zorlen-acl-ext:hop-limit-operator", readHopLimitOper},
+    EntryMember{"zorlen-acl-ext:tracked", readTracked},
+};
+constexpr std::array kIcmpLeafs = {EntryMember{"type", readIcmpType},
+                                   EntryMember{"code", readIcmpCode}};
+
+// Leafs of MAC matches.
+
+template <MacEnd Draft::*end>
+void readMacEnd(Draft& draft, const Ref& leaf) {
+  (draft.*end).address = readMac(leaf);
+}
+template <MacEnd Draft::*end>
+void readMacEndMask(Draft& draft, const Ref& leaf) {
+  (draft.*end).maskLeaf = leaf;
+  (draft.*end).mask = readMac(leaf);
+}
+void readEtherType(Draft& draft, const Ref& leaf) {
+  draft.etherType = readNumberOrNamed(leaf, 1536, 65535, kEtherTypes, kMatchTypesModule);
+}
+
+constexpr std::array kL2Leafs = {
+    EntryMember{"source-mac", readMacEnd<&Draft::sourceMac>},
+    EntryMember{"source-mac-mask", readMacEndMask<&Draft::sourceMac>},
+    EntryMember{"destination-mac", readMacEnd<&Draft::destinationMac>},
+    EntryMember{"destination-mac-mask", readMacEndMask<&Draft::destinationMac>},
+    EntryMember{"ethertype", readEtherType},
+};
+
+// Leafs of transport matches.
+
+template <uint16_t Draft::*field>
+void readTcpFlags(Draft& draft, const Ref& leaf) {
+  uint16_t flags = 0;
+  readList(leaf, [&](const Ref& flag) { flags |= readNamed(flag, kTcpFlags, kMatchTypesModule); });
+  draft.*field = flags;
+}
+template <Ports Draft::*ports, void (Ports::*set)(const Ref&)>
+void readPorts(Draft& draft, const Ref& leaf) {
+  (draft.*ports.*set)(leaf);
+}
+void readBuiltin(Draft& draft, const Ref& leaf) {
+  draft.builtinLeaf = leaf;
+  draft.builtin = readNamed(leaf, kBuiltins, {});
+}
+
+constexpr std::array kTransportLeafs = {
+    EntryMember{"source-port", readPorts<&Draft::sourcePorts, &Ports::portIs>},
+    EntryMember{"destination-port", readPorts<&Draft::destinationPorts, &Ports::portIs>},
+    EntryMember{"tcp-flags", readTcpFlags<&Draft::tcpFlags>},
+    EntryMember{"detail-mode", checkDetailMode},
+    EntryMember{"explicit-detail-match-mode", checkFlagMatchMode},
+    EntryMember{"explicit-tcp-flags", readTcpFlags<&Draft::explicitTcpFlags>},
+    EntryMember{"builtin-detail", readBuiltin},
+    EntryMember{"zorlen-acl-ext:source-port-operator",
+                readPorts<&Draft::sourcePorts, &Ports::operatorIs>},
+    EntryMember{"zorlen-acl-ext:source-ports", readPorts<&Draft::sourcePorts, &Ports::listIs>},
+    EntryMember{"zorlen-acl-ext:destination-port-operator",
+                readPorts<&Draft::destinationPorts, &Ports::operatorIs>},
+    EntryMember{"zorlen-acl-ext:destination-ports",
+                readPorts<&Draft::destinationPorts, &Ports::listIs>},
+    EntryMember{"zorlen-acl-ext:established", readFlag<&Draft::established>},
+};
+
+// Leafs of the entry itself.
+
+void readRemark(Draft& draft, const Ref& leaf) {
+  draft.remark = readString(leaf, kMaxRemarkOctets);
+}
+void readPackets(Draft& draft, const Ref& leaf) { draft.packets = readCounter(leaf); }
+void checkCounter(Draft&, const Ref& leaf) { readCounter(leaf); }
+void readForwardingAction(Draft& draft, const Ref& leaf) {
+  draft.action = readNamed(leaf, kForwardingActions, kAclModule);
+}
+void readLogAction(Draft& draft, const Ref& leaf) {
+  draft.log = readNamed(leaf, kLogActions, kAclModule);
+}
+
+constexpr std::array kActionLeafs = {EntryMember{"forwarding-action", readForwardingAction},
+                                     EntryMember{"log-action", readLogAction}};
+constexpr std::array kEntryConfig = {
+    EntryMember{"sequence-id", readSequence},
+    EntryMember{"description", readRemark},
+    EntryMember{"zorlen-acl-ext:remark-only", readFlag<&Draft::remarkOnly>},
+};
+constexpr std::array kEntryState = {
+    EntryMember{"sequence-id", readSequence},
+    EntryMember{"description", readRemark},
+    EntryMember{"matched-packets", readPackets},
+    EntryMember{"matched-octets", checkCounter},
+    EntryMember{"zorlen-acl-ext:remark-only", readFlag<&Draft::remarkOnly>},
+};
+
+template <const auto& leafs>
+void readLeafs(Draft& draft, const Ref& container) {
+  readMembers(leafs, draft, container);
+}
+
+// What is configured overrides what is reported.
+template <const auto& leafs>
+constexpr std::array kStateAndConfig = {EntryMember{"state", readLeafs<leafs>},
+                                        EntryMember{"config", readLeafs<leafs>}};
+template <const auto& leafs, const auto& icmp>
+constexpr std::array kIpContainer = {EntryMember{"state", readLeafs<leafs>},
+                                     EntryMember{"config", readLeafs<leafs>},
+                                     EntryMember{icmp, readLeafs<kStateAndConfig<kIcmpLeafs>>}};
+
+constexpr std::string_view kIcmpv4 = "icmpv4";
+constexpr std::string_view kIcmpv6 = "icmpv6";
+
+template <const auto& members>
+void readMatch(Draft& draft, const Ref& container) {
+  draft.match = container;
+  readMembers(members, draft, container);
+}
+
+constexpr EntryMember kStateMember{"state", readLeafs<kEntryState>};
+constexpr EntryMember kConfigMember{"config", readLeafs<kEntryConfig>};
+constexpr EntryMember kKeyMember{"sequence-id", readSequence};
+constexpr EntryMember kTransport{"transport", readMatch<kStateAndConfig<kTransportLeafs>>};
+constexpr EntryMember kActions{"actions", readMatch<kStateAndConfig<kActionLeafs>>};
+constexpr EntryMember kInterface{"input-interface", nullptr};
+
+constexpr std::array kIpv4Entry = {
+    kKeyMember,    kStateMember,
+    kConfigMember, EntryMember{"ipv4", readMatch<kIpContainer<kIpv4Leafs, kIcmpv4>>},
+    kTransport,    kActions,
+    kInterface};
+constexpr std::array kIpv6Entry = {
+    kKeyMember,    kStateMember,
+    kConfigMember, EntryMember{"ipv6", readMatch<kIpContainer<kIpv6Leafs, kIcmpv6>>},
+    kTransport,    kActions,
+    kInterface};
+constexpr std::array kMacEntry = {
+    kKeyMember,    kStateMember,
+    kConfigMember, EntryMember{"l2", readMatch<kStateAndConfig<kL2Leafs>>},
+    kActions,      kInterface};
+
+// Putting the leafs together.
+
+void putIpv4End(const Ipv4End& end, Kavet::IpAddr& address, Kavet::IpAddr& mask) {
+  if (!end.prefix) {
+    if (end.mask) refuse(end.maskLeaf, end.maskLeaf.shown(), "beside it an address");
+    return;
+  }
+  if (!end.prefix->length && !end.mask) {
+    refuse(end.prefixLeaf, "an IPv4 prefix such as \"192.0.2.0/24\", or a mask beside the address");
+  }
+  address = end.prefix->address;
+  mask = end.mask ? *end.mask : ipv4Mask(*end.prefix->length);
+}
+
+void putMacEnd(const MacEnd& end, Kavet::EthAddr& address, Kavet::EthAddr& mask) {
+  constexpr Kavet::EthAddr kExact({0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF});
+  if (!end.address) {
+    if (end.mask) refuse(end.maskLeaf, end.maskLeaf.shown(), "beside it an address");
+    return;
+  }
+  address = *end.address;
+  mask = end.mask.value_or(kExact);
+}
+
+Acl::IpFilterBase commonFilter(const Draft& draft) {
+  Acl::IpFilterBase filter = draft.common;
+  filter.sport = draft.sourcePorts.range();
+  filter.dport = draft.destinationPorts.range();
+  filter.tcpFlags = draft.tcpFlags | draft.explicitTcpFlags;
+  if (draft.builtin == Builtin::initial) filter.tcpFlags |= Acl::syn;
+  filter.established = draft.established || draft.builtin == Builtin::established;
+  const auto oper = draft.hopLimitOperator.value_or(draft.hopLimit ? Acl::RangeOperator::eq
+                                                                   : Acl::RangeOperator::any);
+  if (oper != Acl::RangeOperator::any) {
+    if (!draft.hopLimit) {
+      refuse(draft.hopLimitOperatorLeaf, draft.hopLimitOperatorLeaf.shown(),
+             "beside it a hop-limit");
+    }
+    filter.ttl = {oper, *draft.hopLimit};
+  }
+  return filter;
+}
+
+RuleConfig ruleConfig(const Draft& draft) {
+  switch (draft.type) {
+    case Acl::AclType::ipv4: {
+      Acl::IpRuleConfig rule;
+      static_cast<Acl::IpFilterBase&>(rule.filter) = commonFilter(draft);
+      putIpv4End(draft.source4, rule.filter.source, rule.filter.sourceMask);
+      putIpv4End(draft.destination4, rule.filter.destination, rule.filter.destinationMask);
+      rule.filter.fragments = draft.fragments || draft.builtin == Builtin::fragment;
+      return rule;
+    }
+    case Acl::AclType::ipv6: {
+      if (draft.builtin == Builtin::fragment) {
+        refuse(draft.builtinLeaf, "TCP_INITIAL or TCP_ESTABLISHED in an IPv6 ACL");
+      }
+      Acl::Ip6RuleConfig rule;
+      static_cast<Acl::IpFilterBase&>(rule.filter) = commonFilter(draft);
+      rule.filter.sourceIs(draft.source6);
+      rule.filter.destinationIs(draft.destination6);
+      return rule;
+    }
+    case Acl::AclType::mac:
+      break;
+  }
+  Acl::MacRuleConfig rule;
+  putMacEnd(draft.sourceMac, rule.filter.source, rule.filter.sourceMask);
+  putMacEnd(draft.destinationMac, rule.filter.destination, rule.filter.destinationMask);
+  rule.filter.proto = draft.etherType;
+  return rule;
+}
+
+RuleSnapshot rule(const Draft& draft, const Ref& entry) {
+  if (!draft.action) refuse(entry, "no forwarding-action", "ACCEPT, DROP or REJECT");
+  RuleSnapshot made{Acl::UniqueId(*draft.sequence, 0, 0), ruleConfig(draft), std::nullopt};
+  std::visit(
+      [&](auto& config) {
+        config.action = *draft.action;
+        config.log = draft.log;
+      },
+      made.config);
+  if (draft.packets) made.counter = RuleCounter{*draft.packets, std::nullopt};
+  return made;
+}
+
+}  // namespace
+
+AclEntry readAclEntry(const Ref& entry, Acl::AclType type) {
+  Draft draft;
+  draft.type = type;
+  switch (type) {
+    case Acl::AclType::ipv4:
+      readMembers(kIpv4Entry, draft, entry);
+      break;
+    case Acl::AclType::ipv6:
+      readMembers(kIpv6Entry, draft, entry);
+      break;
+    case Acl::AclType::mac:
+      readMembers(kMacEntry, draft, entry);
+      break;
+  }
+  if (!draft.sequence) refuse(entry, "no sequence-id", "a number from 0 to 4294967295");
+  AclEntry made{*draft.sequence, std::nullopt, draft.remark};
+  if (!draft.remarkOnly) {
+    made.rule = rule(draft, entry);
+  } else if (draft.match) {
+    refuse(draft.match, "an object", "no matches and no actions with remark-only");
+  } else if (!draft.remark) {
+    refuse(entry, "no description", "a description with remark-only");
+  }
+  return made;
+}
+
+}  // namespace Sources::OpenConfig
