@@ -1,0 +1,162 @@
+"""The process: command line, signals, several documents, contexts, faults at start."""
+
+import os
+import signal
+import subprocess
+import tempfile
+import unittest
+
+from agent import (
+    ACLSNMPD,
+    Agent,
+    OBJECTS,
+    acl_set,
+    document,
+    entry,
+    name_index,
+    table,
+    wait_for,
+)
+import json
+
+
+def run(*arguments):
+    return subprocess.run([ACLSNMPD, *arguments], capture_output=True, text=True, timeout=60)
+
+
+def names(agent):
+    column = table(1, 1) + (1, 2)
+    return [bytes(oid[len(column) + 1 :]) for oid, _, _ in agent.walk(column)]
+
+
+class CommandLine(unittest.TestCase):
+    def test_version_and_help_end_well(self):
+        self.assertRegex(run("--version").stdout, r"^aclsnmpd \d+\.\d+\.\d+\n$")
+        usage = run("--help")
+        self.assertEqual(usage.returncode, 0)
+        for option in ("--acl", "--listen", "--conf", "--plugin-dir", "--context", "--trace",
+                       "--trace-file", "--check", "--version", "--help"):
+            self.assertIn(option, usage.stdout)
+
+    def test_a_mistake_is_named(self):
+        for arguments, text in [
+            (["--nonsense"], "--nonsense"),
+            (["--trace", "Snmp=ten"], "trace setting 'Snmp=ten': expected NAME=LEVEL"),
+        ]:
+            result = run(*arguments)
+            self.assertNotEqual(result.returncode, 0)
+            self.assertIn(text, result.stdout + result.stderr)
+
+    def test_check_accepts_good_documents_and_names_what_is_wrong(self):
+        with tempfile.TemporaryDirectory() as folder:
+            good, bad = os.path.join(folder, "good.json"), os.path.join(folder, "bad.json")
+            with open(good, "w") as out:
+                json.dump(document(acl_set("a", entries=[entry(10)])), out)
+            with open(bad, "w") as out:
+                json.dump(document(acl_set("a", entries=[entry(10, action="MAYBE")])), out)
+            self.assertEqual(run("--check", "--acl", good).returncode, 0)
+            result = run("--check", "--acl", good, "--acl", bad)
+            self.assertEqual(result.returncode, 1)
+            self.assertIn(bad, result.stderr)
+            self.assertIn("MAYBE", result.stderr)
+            missing = run("--check", "--acl", os.path.join(folder, "missing.json"))
+            self.assertEqual(missing.returncode, 1)
+            self.assertIn("missing.json", missing.stderr)
+
+    def test_faults_at_start_are_one_clear_line(self):
+        with tempfile.TemporaryDirectory() as folder:
+            cases = [
+                (["--plugin-dir", folder], "holds no plug-in"),
+                (["--plugin-dir", folder + "/none"], "cannot be read: No such file or directory"),
+                (["--conf", folder + "/none.conf"], "none.conf' cannot be read"),
+                (["--trace-file", folder + "/none/trace"], "cannot be opened"),
+            ]
+            for arguments, text in cases:
+                result = run(*arguments)
+                self.assertEqual(result.returncode, 1, arguments)
+                self.assertIn(text, result.stderr)
+
+    def test_a_port_in_use_is_named(self):
+        with Agent() as agent:
+            result = run("--conf", agent.config_file, "--listen", "udp:" + agent.address)
+            self.assertEqual(result.returncode, 1)
+            self.assertIn("cannot listen on udp:" + agent.address, result.stderr)
+
+
+class Process(unittest.TestCase):
+    def test_sigterm_and_sigint_end_it_cleanly(self):
+        for number in (signal.SIGTERM, signal.SIGINT):
+            agent = Agent(document(acl_set("a")))
+            agent.process.send_signal(number)
+            self.assertEqual(agent.process.wait(60), 0)
+            self.assertIn("aclsnmpd ends", agent.log())
+            agent.close()
+
+    def test_sighup_reads_the_documents_anew(self):
+        with Agent(document(acl_set("a"))) as agent:
+            for count in range(2, 5):
+                agent.process.send_signal(signal.SIGHUP)
+                agent.wait_for_log("acls.json: loaded 1 ACL", count)
+            self.assertEqual(names(agent), [b"a"])
+
+    def test_a_document_that_comes_later_is_served(self):
+        with Agent() as other:
+            folder = other.folder
+            late = os.path.join(folder, "late.json")
+            with Agent(arguments=["--acl", late]) as agent:
+                agent.wait_for_log("late.json")
+                self.assertEqual(names(agent), [])
+                with open(late, "w") as out:
+                    json.dump(document(acl_set("late")), out)
+                wait_for(lambda: names(agent) == [b"late"], "the ACL of the late document")
+
+    def test_of_two_acls_of_one_name_the_later_document_is_refused(self):
+        with tempfile.TemporaryDirectory() as folder:
+            second = os.path.join(folder, "second.json")
+            with open(second, "w") as out:
+                json.dump(document(acl_set("same", entries=[entry(20)]), acl_set("own")), out)
+            first = document(acl_set("same", entries=[entry(10)]))
+            with Agent(first, arguments=["--acl", second]) as agent:
+                wait_for(lambda: names(agent) == [b"own", b"same"], "both documents")
+                rules = table(1, 2) + (1, 2) + name_index("same")
+                wait_for(
+                    lambda: [oid for oid, _, _ in agent.walk(rules)] == [rules + (10,)],
+                    "the first document's rule",
+                )
+                self.assertEqual(agent.log().count("refused ipv4 ACL 'same'"), 1)
+                agent.write(document())
+                wait_for(
+                    lambda: [oid for oid, _, _ in agent.walk(rules)] == [rules + (20,)],
+                    "the second document's rule",
+                )
+
+    def test_other_contexts_hold_no_objects(self):
+        security = ("-v3", "-u", "reader", "-l", "authPriv", "-a", "SHA", "-A",
+                    "reader-auth-pass", "-x", "AES", "-X", "reader-priv-pass")
+        with Agent(document(acl_set("a")), arguments=["--context", "blue"]) as agent:
+            wait_for(lambda: names(agent) == [b"a"], "the ACL")
+            self.assertNotEqual(agent.walk(OBJECTS, security=security), [])
+            other = agent.run("snmpwalk", "." + ".".join(map(str, OBJECTS)),
+                              security=security + ("-n", "blue"), check=False)
+            self.assertNotIn("INTEGER", other.stdout)
+
+    def test_traces_go_to_their_file(self):
+        with tempfile.TemporaryDirectory() as folder:
+            file = os.path.join(folder, "trace")
+            arguments = ["--trace", "Snmp=2,AclSnmpSm=8", "--trace-file", file]
+            with Agent(document(acl_set("edge")), arguments=arguments) as agent:
+                wait_for(lambda: names(agent) == [b"edge"], "the ACL")
+            with open(file) as trace:
+                text = trace.read()
+            self.assertIn("AclTypeMibSm::handleAclConfig edge\n", text)
+            self.assertIn("zorlenIpAclTable_handler: request mode 160\n", text)
+
+    def test_a_full_disk_under_the_trace_file_costs_traces_only(self):
+        arguments = ["--trace", "Snmp=9", "--trace-file", "/dev/full"]
+        with Agent(document(acl_set("edge")), arguments=arguments) as agent:
+            wait_for(lambda: names(agent) == [b"edge"], "the ACL")
+            self.assertEqual(agent.log().count("traces are lost: No space left on device"), 1)
+
+
+if __name__ == "__main__":
+    unittest.main()
