@@ -21,7 +21,9 @@ std::string_view nextComponent(std::string_view& path) {
 }  // namespace
 
 Dir::~Dir() {
-  for (auto it = entity_.begin(); it; ++it) it.value()->parentIs(nullptr, {});
+  for (auto it = entity_.begin(); it; ++it) {
+    if (it.value()->parent() == this) it.value()->parentIs(nullptr, {});
+  }
 }
 
 void Dir::entityIs(const Ptr<Entity>& entity) {

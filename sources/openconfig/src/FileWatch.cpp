@@ -81,30 +81,29 @@ bool FileWatch::arm() {
 }
 
 FileWatch::Change FileWatch::drain() {
+  // One read: in a folder where events come faster than they are taken, the rest must wait its
+  // turn.
   Change change = Change::none;
   alignas(inotify_event) std::array<char, 1 << 14> buffer;
-  for (;;) {
-    const ssize_t got = read(descriptor_, buffer.data(), buffer.size());
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return change;
-    for (size_t at = 0; at < static_cast<size_t>(got);) {
-      inotify_event event;
-      std::memcpy(&event, buffer.data() + at, sizeof event);
-      const char* name = buffer.data() + at + sizeof event;
-      at += sizeof event + event.len;
-      if ((event.mask & IN_Q_OVERFLOW) != 0) {
-        change = Change::complete;
-        continue;
-      }
-      const auto watched = names_.find(event.wd);
-      if (watched == names_.end()) continue;
-      if (event.len != 0 && watched->second.contains(name)) {
-        change = (event.mask & kComplete) != 0 ? Change::complete : Change::writing;
-      } else if (change == Change::none && (event.mask & kNearby) != 0) {
-        change = Change::nearby;
-      }
+  const ssize_t got = read(descriptor_, buffer.data(), buffer.size());
+  for (ssize_t at = 0; at < got;) {
+    inotify_event event;
+    std::memcpy(&event, buffer.data() + at, sizeof event);
+    const char* name = buffer.data() + at + sizeof event;
+    at += static_cast<ssize_t>(sizeof event + event.len);
+    if ((event.mask & IN_Q_OVERFLOW) != 0) {
+      change = Change::complete;
+      continue;
+    }
+    const auto watched = names_.find(event.wd);
+    if (watched == names_.end()) continue;
+    if (event.len != 0 && watched->second.contains(name)) {
+      change = (event.mask & kComplete) != 0 ? Change::complete : Change::writing;
+    } else if (change == Change::none && (event.mask & kNearby) != 0) {
+      change = Change::nearby;
     }
   }
+  return change;
 }
 
 }  // namespace Sources::OpenConfig
