@@ -204,7 +204,8 @@ uint64_t doProcessing(CodefT& codef, const Qel::Ptr<const InputT>& in, const Qel
   if (!codef.initialized()) return 0;
   const char* signature = CodefT::kDoProcessing;
   uint64_t count = 0;
-  for (auto it = codef.backlog().startAt(codef.bookmark());; ++it) {
+  auto it = codef.backlog().startAt(codef.bookmark());
+  while (true) {
     if (it.atEnd()) it = codef.backlog().begin();
     if (it.atEnd()) break;
     const Qel::Name name = it.key();
@@ -213,6 +214,7 @@ uint64_t doProcessing(CodefT& codef, const Qel::Ptr<const InputT>& in, const Qel
       break;
     }
     codef.backlogDel(it);
+    ++it;
     ++count;
     const auto wanted = in ? in->acl(name) : nullptr;
     const auto mirrored = out->acl(name);
