@@ -137,7 +137,7 @@ class Process(unittest.TestCase):
             wait_for(lambda: names(agent) == [b"a"], "the ACL")
             self.assertNotEqual(agent.walk(OBJECTS, security=security), [])
             other = agent.run("snmpwalk", "." + ".".join(map(str, OBJECTS)),
-                              security=security + ("-n", "blue"), check=False)
+                              security=security + ("-n", "blue", "-t", "1", "-r", "0"), check=False)
             self.assertNotIn("INTEGER", other.stdout)
 
     def test_traces_go_to_their_file(self):
