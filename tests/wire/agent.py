@@ -128,7 +128,8 @@ def parse_values(output):
 
 
 class Agent:
-    def __init__(self, acls=None, arguments=(), configuration=CONFIGURATION, wait=True):
+    def __init__(self, acls=None, arguments=(), configuration=CONFIGURATION, wait=True,
+                 listen=True):
         self.folder = tempfile.mkdtemp(prefix="aclsnmp-wire-")
         self.port = free_port()
         self.address = "127.0.0.1:%d" % self.port
@@ -136,11 +137,13 @@ class Agent:
         self.log_file = os.path.join(self.folder, "log")
         self.files = []
         with open(self.config_file, "w") as out:
-            out.write(configuration)
+            out.write(configuration.replace("@ADDRESS@", "udp:" + self.address))
         if acls is not None:
             self.files.append(os.path.join(self.folder, "acls.json"))
             self.write(acls)
-        command = [ACLSNMPD, "--conf", self.config_file, "--listen", "udp:" + self.address]
+        command = [ACLSNMPD, "--conf", self.config_file]
+        if listen:
+            command += ["--listen", "udp:" + self.address]
         for file in self.files:
             command += ["--acl", file]
         with open(self.log_file, "w") as log:

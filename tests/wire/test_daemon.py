@@ -2,17 +2,20 @@
 
 import os
 import signal
+import socket
 import subprocess
 import tempfile
 import unittest
 
 from agent import (
     ACLSNMPD,
+    CONFIGURATION,
     Agent,
     OBJECTS,
     acl_set,
     document,
     entry,
+    free_port,
     name_index,
     table,
     wait_for,
@@ -91,6 +94,26 @@ class Process(unittest.TestCase):
             self.assertEqual(agent.process.wait(60), 0)
             self.assertIn("aclsnmpd ends", agent.log())
             agent.close()
+
+    def test_it_listens_where_the_configuration_says(self):
+        configuration = CONFIGURATION + "agentaddress @ADDRESS@\n"
+        with Agent(document(acl_set("a")), configuration=configuration, listen=False) as agent:
+            wait_for(lambda: names(agent) == [b"a"], "the ACL")
+
+    def test_an_address_on_the_command_line_replaces_the_configured_one(self):
+        other = free_port()
+        configuration = CONFIGURATION + "agentaddress udp:127.0.0.1:%d\n" % other
+        with Agent(document(acl_set("a")), configuration=configuration) as agent:
+            wait_for(lambda: names(agent) == [b"a"], "the ACL")
+            with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+                probe.bind(("127.0.0.1", other))  # nobody else has it
+
+    def test_without_access_control_nobody_reads(self):
+        with Agent(document(acl_set("a")), configuration="") as agent:
+            security = ("-v2c", "-c", "public", "-t", "1", "-r", "0")
+            result = agent.run("snmpget", "." + ".".join(map(str, OBJECTS + (4, 0))),
+                               security=security, check=False)
+            self.assertNotIn("STRING", result.stdout)
 
     def test_sighup_reads_the_documents_anew(self):
         with Agent(document(acl_set("a"))) as agent:

@@ -37,8 +37,9 @@ namespace {
 
 constexpr const char* kLoopback = "udp:127.0.0.1:161";
 
-// Packets served in a row before other work gets its turn.
-constexpr int kMaxBurst = 64;
+// Packets are served in a row until none waits or this long has passed; then other work gets its
+// turn.
+constexpr Qel::Seconds kMaxBurst = 0.005;
 
 int priorityOf(LogLevel level) {
   switch (level) {
@@ -154,24 +155,27 @@ void Agent::open() {
 
 void Agent::serve(std::optional<Qel::Seconds> timeout, const std::vector<int>& watched,
                   const std::function<void(int)>& readable) {
-  for (int burst = 0; burst < kMaxBurst; ++burst) {
+  std::optional<Qel::Seconds> begun;
+  do {
+    const bool first = !begun;
     DescriptorSet set;
     int count = 0;
     // What the library itself has due; it blocks where that is nothing.
     timeval due{};
     int block = 1;
     snmp_select_info2(&count, set.get(), &due, &block);
-    if (burst == 0) {
+    if (first) {
       for (const int descriptor : watched) {
         set.add(descriptor);
         count = std::max(count, descriptor + 1);
       }
     }
     // Only the first look waits.
-    std::optional<Qel::Seconds> patience = burst == 0 ? timeout : 0.0;
+    std::optional<Qel::Seconds> patience = first ? timeout : 0.0;
     if (block == 0) patience = std::min(secondsOf(due), patience.value_or(kLongestWait));
     timeval wait = timevalOf(patience.value_or(kLongestWait));
     const int ready = netsnmp_large_fd_set_select(count, set.get(), nullptr, nullptr, &wait);
+    if (first) begun = Qel::now();
     if (ready > 0) {
       snmp_read2(set.get());
     } else if (ready == 0) {
@@ -179,13 +183,13 @@ void Agent::serve(std::optional<Qel::Seconds> timeout, const std::vector<int>& w
     }
     run_alarms();
     netsnmp_check_outstanding_agent_requests();
-    if (burst == 0 && ready > 0) {
+    if (first && ready > 0) {
       for (const int descriptor : watched) {
         if (set.contains(descriptor)) readable(descriptor);
       }
     }
     if (ready <= 0) return;
-  }
+  } while (Qel::now() - *begun < kMaxBurst);
 }
 
 }  // namespace Snmp
