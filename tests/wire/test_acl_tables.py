@@ -1,5 +1,6 @@
 """The three ACL tables over UDP: order, names of every kind, GET and GETNEXT, changes, refusals."""
 
+import time
 import unittest
 
 from agent import Agent, OBJECTS, acl_set, document, dotted, entry, name_index, table, wait_for
@@ -128,10 +129,12 @@ class Changes(unittest.TestCase):
     def test_a_changed_document_shows_up_without_a_request_in_between(self):
         with Agent(document(acl_set("a"), acl_set("b"))) as agent:
             self.wait_for_names(agent, b"a", b"b")
-            for how in ("rename", "truncate"):
+            for count, how in enumerate(("rename", "truncate"), 1):
                 agent.write(document(acl_set("a"), acl_set("c"), acl_set("dd")), how)
+                written = time.monotonic()
                 # The log is the witness: no request is made while waiting.
-                agent.wait_for_log("acls.json: loaded 3 ACLs")
+                agent.wait_for_log("acls.json: loaded 3 ACLs", count)
+                self.assertLess(time.monotonic() - written, 1)
                 self.wait_for_names(agent, b"a", b"c", b"dd")
                 agent.write(document(acl_set("a"), acl_set("b")), how)
                 self.wait_for_names(agent, b"a", b"b")

@@ -100,6 +100,22 @@ class Process(unittest.TestCase):
         with Agent(document(acl_set("a")), configuration=configuration, listen=False) as agent:
             wait_for(lambda: names(agent) == [b"a"], "the ACL")
 
+    def test_without_any_address_it_listens_on_loopback_only(self):
+        agent = Agent(listen=False, wait=False)
+        try:
+            wait_for(lambda: "is ready" in agent.log() or agent.process.poll() is not None, "a start")
+            if agent.process.poll() is None:
+                with open("/proc/net/udp") as sockets:
+                    bound = [line.split()[1] for line in sockets]
+                self.assertIn("0100007F:00A1", bound)
+                self.assertNotIn("00000000:00A1", bound)
+            else:
+                # The port needs a privilege, or is taken; the address is named all the same.
+                self.assertIn("cannot listen on udp:127.0.0.1:161", agent.log())
+        finally:
+            agent.process.terminate()
+            agent.process.wait()
+
     def test_an_address_on_the_command_line_replaces_the_configured_one(self):
         other = free_port()
         configuration = CONFIGURATION + "agentaddress udp:127.0.0.1:%d\n" % other
