@@ -1,6 +1,7 @@
 """The process: command line, signals, several documents, contexts, faults at start."""
 
 import os
+import shutil
 import signal
 import socket
 import subprocess
@@ -115,6 +116,7 @@ class Process(unittest.TestCase):
         finally:
             agent.process.terminate()
             agent.process.wait()
+            shutil.rmtree(agent.folder, ignore_errors=True)
 
     def test_an_address_on_the_command_line_replaces_the_configured_one(self):
         other = free_port()
