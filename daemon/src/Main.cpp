@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <exception>
 #include <memory>
+#include <new>
 #include <optional>
 
 #include "Loop.h"
@@ -63,7 +64,15 @@ std::vector<std::unique_ptr<Sources::Source>> makeSources(const Options& options
   return sources;
 }
 
+/// Throws `std::bad_alloc` where the agent would not get far: the agent library does not live
+/// through an allocation that fails.
+void requireMemory() {
+  constexpr size_t kOctets = size_t{32} << 20;
+  ::operator delete(::operator new(kOctets));
+}
+
 int run(const Options& options) {
+  requireMemory();
   const Signals signals;
   // Destroyed in reverse: sources, MIB objects and rows, the plug-ins' code, the agent.
   Snmp::Agent agent({"aclsnmpd", options.listen, options.configFile});
@@ -100,6 +109,9 @@ int main(int argc, char** argv) {
     if (const int* exitCode = std::get_if<int>(&parsed)) return *exitCode;
     const auto& options = std::get<Daemon::Options>(parsed);
     return options.check ? Daemon::check(options) : Daemon::run(options);
+  } catch (const std::bad_alloc&) {
+    std::fputs("aclsnmpd: not enough memory\n", stderr);
+    return 1;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "aclsnmpd: %s\n", error.what());
     return 1;

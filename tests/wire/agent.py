@@ -129,7 +129,8 @@ def parse_values(output):
 
 class Agent:
     def __init__(self, acls=None, arguments=(), configuration=CONFIGURATION, wait=True,
-                 listen=True):
+                 listen=True, prefix=(), environment=None, **popen):
+        """`prefix` is a command that runs the agent; `popen` what subprocess.Popen takes besides."""
         self.folder = tempfile.mkdtemp(prefix="aclsnmp-wire-")
         self.port = free_port()
         self.address = "127.0.0.1:%d" % self.port
@@ -141,7 +142,7 @@ class Agent:
         if acls is not None:
             self.files.append(os.path.join(self.folder, "acls.json"))
             self.write(acls)
-        command = [ACLSNMPD, "--conf", self.config_file]
+        command = [*prefix, ACLSNMPD, "--conf", self.config_file]
         if listen:
             command += ["--listen", "udp:" + self.address]
         for file in self.files:
@@ -151,7 +152,9 @@ class Agent:
                 command + list(arguments),
                 stdout=log,
                 stderr=subprocess.STDOUT,
-                env=dict(os.environ, SNMP_PERSISTENT_DIR=os.path.join(self.folder, "state")),
+                env=dict(os.environ, SNMP_PERSISTENT_DIR=os.path.join(self.folder, "state"),
+                         **(environment or {})),
+                **popen,
             )
         if wait:
             try:
@@ -212,10 +215,11 @@ class Agent:
 
     V2C = ("-v2c", "-c", "public")
 
-    def run(self, tool, *arguments, security=V2C, check=True):
+    def run(self, tool, *arguments, security=V2C, check=True, address=None):
         """A tool's completed run, with all values in a form that loses nothing."""
+        address = address or self.address
         result = subprocess.run(
-            [tool, "-m", "", "-Onex", "-t", "10", "-r", "2", *security, self.address, *arguments],
+            [tool, "-m", "", "-Onex", "-t", "10", "-r", "2", *security, address, *arguments],
             capture_output=True,
             text=True,
             errors="replace",

@@ -16,14 +16,15 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 
+#include "Listen.h"
 #include "qel/Trace.h"
 
 // The modules of the library's own MIBs that belong to any agent: who it is, how it is doing, who
-// may ask it. Their headers are not installed.
+// may ask it (access control is begun by init_agent). Their headers are not installed.
 extern "C" {
-void init_vacm_conf(void);
 void init_system_mib(void);
 void init_snmp_mib(void);
 void init_sysORTable(void);
@@ -80,6 +81,15 @@ timeval timevalOf(Qel::Seconds seconds) {
   return value;
 }
 
+/// What the configuration's `agentaddress` lists.
+std::vector<std::string> configuredAddresses() {
+  const char* list = netsnmp_ds_get_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS);
+  std::vector<std::string> addresses;
+  std::istringstream in(list == nullptr ? "" : list);
+  for (std::string address; std::getline(in, address, ',');) addresses.push_back(address);
+  return addresses;
+}
+
 /// A descriptor set of any size.
 class DescriptorSet {
  public:
@@ -122,7 +132,6 @@ Agent::Agent(const AgentOptions& options) : name_(options.name), listen_(options
                           options.configFile.c_str());
   }
   init_agent(name_.c_str());
-  init_vacm_conf();
   init_system_mib();
   init_snmp_mib();
   init_sysORTable();
@@ -138,19 +147,14 @@ Agent::~Agent() {
 }
 
 void Agent::open() {
-  std::string addresses;
-  for (const std::string& address : listen_) addresses += (addresses.empty() ? "" : ",") + address;
-  if (!addresses.empty()) {
-    netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS, addresses.c_str());
-  } else if (netsnmp_ds_get_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS) == nullptr) {
-    netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS, kLoopback);
-  }
+  std::vector<std::string> addresses = listen_;
+  if (addresses.empty()) addresses = configuredAddresses();
+  if (addresses.empty()) addresses = {kLoopback};
+  // The library begins without addresses of its own.
+  netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS, "none");
   open_ = true;
-  if (init_master_agent() != 0) {
-    throw std::runtime_error(
-        std::string("cannot listen on ") +
-        netsnmp_ds_get_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_PORTS));
-  }
+  if (init_master_agent() != 0) throw std::runtime_error("the agent library does not start");
+  for (const std::string& address : addresses) listenOn(address);
 }
 
 void Agent::serve(std::optional<Qel::Seconds> timeout, const std::vector<int>& watched,

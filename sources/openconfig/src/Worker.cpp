@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <csignal>
 #include <functional>
+#include <new>
 #include <string_view>
 #include <system_error>
 
@@ -98,7 +99,12 @@ void Worker::run(const std::stop_token& stop) {
     requested_ = false;
     const bool forced = std::exchange(forced_, false);
     lock.unlock();
-    std::optional<Outcome> outcome = look(forced, stop);
+    std::optional<Outcome> outcome;
+    try {
+      outcome = look(forced, stop);
+    } catch (const std::bad_alloc&) {
+      outcome = Outcome{false, std::nullopt, path_ + ": found too little memory to read it"};
+    }
     lock.lock();
     if (stop.stop_requested()) return;
     if (!outcome) continue;
