@@ -1,11 +1,14 @@
 // aclsnmpd: an SNMP agent that publishes the access control lists of its sources.
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <exception>
 #include <memory>
 #include <new>
 #include <optional>
 
+#include "Identity.h"
 #include "Loop.h"
 #include "Mounts.h"
 #include "Options.h"
@@ -64,6 +67,15 @@ std::vector<std::unique_ptr<Sources::Source>> makeSources(const Options& options
   return sources;
 }
 
+/// Who the process is to become, by the command line or else by the configuration.
+std::optional<Identity> wantedIdentity(const Options& options, const Snmp::Agent& agent) {
+  if (!options.user.empty()) return identityOf(options.user);
+  std::optional<Identity> identity;
+  if (agent.user()) identity = identityOf(std::to_string(*agent.user()));
+  if (agent.group()) identity = Identity{identity ? identity->user : geteuid(), *agent.group()};
+  return identity;
+}
+
 /// Throws `std::bad_alloc` where the agent would not get far: the agent library does not live
 /// through an allocation that fails.
 void requireMemory() {
@@ -89,9 +101,12 @@ int run(const Options& options) {
     ~Unregister() { plugins.unregisterContexts(); }
   } unregister{plugins};
 
+  const auto identity = wantedIdentity(options, agent);
+  agent.open();
+  // Before any source opens what it reads, or begins a thread.
+  if (identity) identityIs(*identity, false);
   const auto sources =
       makeSources(options, {mounts.inputDir(), mounts.statusDir(), scheduler, logFor});
-  agent.open();
   for (const auto& source : sources) source->start();
   Snmp::log(Snmp::LogLevel::info, "aclsnmpd " ACLSNMPD_VERSION " is ready");
   runLoop(agent, *scheduler, signals, sources);

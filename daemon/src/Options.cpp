@@ -41,6 +41,10 @@ std::variant<Options, int> parseOptions(int argc, char** argv) {
       ->capture_default_str();
   app.add_option("--context", options.contexts, "SNMP context besides the default one (repeatable)")
       ->type_name("NAME");
+  app.add_option("--user", options.user,
+                 "user to become once the addresses are open, also USER:GROUP (in place of the "
+                 "configuration's agentuser and agentgroup)")
+      ->type_name("USER");
   app.add_option("--trace", options.traceSettings, "trace levels, such as Snmp=2,AclSnmpSm=8")
       ->type_name("SETTINGS");
   app.add_option("--trace-file", options.traceFile, "append traces to a file, not standard error")

@@ -16,6 +16,8 @@ struct Options {
   std::string pluginDir;
   /// Contexts besides the default one.
   std::vector<std::string> contexts;
+  /// Who the process becomes once its ports are open; empty where nothing is said.
+  std::string user;
   std::string traceSettings;
   std::string traceFile;
   /// The largest ACL file that is read, in octets.

@@ -152,8 +152,8 @@ class Agent:
                 command + list(arguments),
                 stdout=log,
                 stderr=subprocess.STDOUT,
-                env=dict(os.environ, SNMP_PERSISTENT_DIR=os.path.join(self.folder, "state"),
-                         **(environment or {})),
+                env={**os.environ, "SNMP_PERSISTENT_DIR": os.path.join(self.folder, "state"),
+                     **(environment or {})},
                 **popen,
             )
         if wait:

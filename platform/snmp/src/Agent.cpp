@@ -90,6 +90,12 @@ std::vector<std::string> configuredAddresses() {
   return addresses;
 }
 
+std::optional<unsigned> configuredNumber(int setting) {
+  const int number = netsnmp_ds_get_int(NETSNMP_DS_APPLICATION_ID, setting);
+  if (number == 0) return std::nullopt;
+  return static_cast<unsigned>(number);
+}
+
 /// A descriptor set of any size.
 class DescriptorSet {
  public:
@@ -145,6 +151,9 @@ Agent::~Agent() {
   snmp_shutdown(name_.c_str());
   shutdown_agent();
 }
+
+std::optional<unsigned> Agent::user() const { return configuredNumber(NETSNMP_DS_AGENT_USERID); }
+std::optional<unsigned> Agent::group() const { return configuredNumber(NETSNMP_DS_AGENT_GROUPID); }
 
 void Agent::open() {
   std::vector<std::string> addresses = listen_;

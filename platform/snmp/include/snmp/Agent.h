@@ -38,6 +38,11 @@ class Agent {
   Agent(const Agent&) = delete;
   Agent& operator=(const Agent&) = delete;
 
+  /// The configuration's `agentuser` and `agentgroup`, which the process is to become once the
+  /// addresses are open; nothing where it has none.
+  std::optional<unsigned> user() const;
+  std::optional<unsigned> group() const;
+
   /// Opens the addresses. Throws `std::runtime_error` when one cannot be opened.
   void open();
 
