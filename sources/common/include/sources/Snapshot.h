@@ -24,6 +24,7 @@ struct RuleCounter {
   uint64_t pkts = 0;
   /// When the counter last changed; nothing where the source cannot tell.
   std::optional<Qel::Seconds> lastUpdate;
+  friend bool operator==(const RuleCounter&, const RuleCounter&) = default;
 };
 
 struct RuleSnapshot {
@@ -32,6 +33,7 @@ struct RuleSnapshot {
   RuleConfig config;
   /// Nothing for a rule that is not counted.
   std::optional<RuleCounter> counter;
+  friend bool operator==(const RuleSnapshot&, const RuleSnapshot&) = default;
 };
 
 struct AclSnapshot {
@@ -41,6 +43,7 @@ struct AclSnapshot {
   bool countersIncomplete = false;
   std::map<uint32_t, RuleSnapshot> rules;   // by sequence number
   std::map<uint32_t, std::string> remarks;  // by sequence number
+  friend bool operator==(const AclSnapshot&, const AclSnapshot&) = default;
 };
 
 /// What the data plane behind the source supports.
@@ -49,6 +52,7 @@ struct DataPlane {
   bool logging = false;
   bool counters = false;
   bool routerAcl = false;
+  friend bool operator==(const DataPlane&, const DataPlane&) = default;
 };
 
 struct Snapshot {
@@ -57,6 +61,7 @@ struct Snapshot {
 
   std::map<Key, AclSnapshot> acls;
   DataPlane dataPlane;
+  friend bool operator==(const Snapshot&, const Snapshot&) = default;
 };
 
 }  // namespace Sources
