@@ -177,7 +177,25 @@ TEST(DocumentError, Entries) {
        kEntry + "/config/description: found 128 octets, expected at most 127 octets"},
       {inAcl(R"({"sequence-id":1,"config":{"matched-packets":"1"}})"),
        kEntry + "/config/matched-packets: found an unknown member \"matched-packets\", expected "
-                "one of sequence-id, description, zorlen-acl-ext:remark-only"},
+                "one of sequence-id, description, zorlen-acl-ext:description-octets, "
+                "zorlen-acl-ext:remark-only, zorlen-acl-ext:rule-id"},
+      {inAcl(R"({"sequence-id":1,"config":{"zorlen-acl-ext:description-octets":"f"}})"),
+       kEntry + "/config/zorlen-acl-ext:description-octets: found \"f\", expected octets in pairs "
+                "of hexadecimal digits such as \"80ff00\""},
+      {inAcl(R"({"sequence-id":1,"config":{"zorlen-acl-ext:description-octets":")" +
+             std::string(256, '0') + R"("}})"),
+       kEntry + "/config/zorlen-acl-ext:description-octets: found 256 octets, expected at most 254 "
+                "octets"},
+      {inAcl(R"({"sequence-id":1,"state":{"zorlen-acl-ext:last-update":"5"},)" + action + "}"),
+       kEntry + "/state/zorlen-acl-ext:last-update: found \"5\", expected beside it "
+                "matched-packets"},
+      {inAcl(R"({"sequence-id":1,"state":{"zorlen-acl-ext:last-update":"2026-01-01"}})"),
+       kEntry + "/state/zorlen-acl-ext:last-update: found \"2026-01-01\", expected a 64-bit "
+                "counter such as \"1024\""},
+      {inAcl("{\"sequence-id\":1," + action + "},{\"sequence-id\":2," + action +
+             R"(,"config":{"zorlen-acl-ext:rule-id":"1.0.0"}})"),
+       kSet + "/acl-entries/acl-entry/1: found a second rule of one rule-id, expected each rule-id "
+              "once in an ACL"},
       {inAcl(R"({"sequence-id":1,"state":{"matched-packets":"18446744073709551616"}})"),
        kEntry + "/state/matched-packets: found \"18446744073709551616\", expected a 64-bit "
                 "counter such as \"1024\""},
@@ -200,6 +218,17 @@ TEST(DocumentError, Entries) {
        kEntry + "/transport: found an unknown member \"transport\", expected one of sequence-id, "
                 "state, config, l2, actions, input-interface"},
   });
+}
+
+TEST(DocumentError, RuleIds) {
+  for (const std::string bad : {"\"\"", "\"1\"", "\"1.2\"", "\"1.2.3.4\"", "\"1.2.\"", "\".2.3\"",
+                                "\"1..3\"", "\"1.2.-3\"", "\"4294967296.0.0\"", "\"0.65536.0\"",
+                                "\"0.0.65536\"", "\"4294967295.65535.65535\"", "10"}) {
+    EXPECT_EQ(refusal(documentOf(
+                  setOf("ACL_L2", entryOf("\"config\":{\"zorlen-acl-ext:rule-id\":" + bad + "}")))),
+              kEntry + "/config/zorlen-acl-ext:rule-id: found " + bad +
+                  ", expected a rule's identity such as \"10.0.0\"");
+  }
 }
 
 TEST(DocumentError, IpLeafs) {
@@ -268,6 +297,8 @@ TEST(DocumentError, MacLeafs) {
   expectLeafs("ACL_L2", "l2",
               {{R"("destination-mac-mask":"ff:ff:ff:ff:ff:ff")",
                 "destination-mac-mask: found \"ff:ff:ff:ff:ff:ff\", expected beside it an address"},
+               {R"("zorlen-acl-ext:ethertype":65536)",
+                "zorlen-acl-ext:ethertype: found 65536, expected a number from 0 to 65535"},
                {R"("ethertype":1535)", "ethertype: found 1535" + types},
                {R"("ethertype":65536)", "ethertype: found 65536" + types},
                {R"("ethertype":"0x0800")", "ethertype: found \"0x0800\"" + types}});
@@ -311,6 +342,16 @@ TEST(DocumentError, TransportLeafs) {
        {R"("zorlen-acl-ext:source-ports":[10001,10002,10003,10004,10005,10006,10007,10008,10009,
           10010,1])",
         "zorlen-acl-ext:source-ports: found ports of 61 octets as text, expected at most 60"},
+       {R"("zorlen-acl-ext:source-port-text":"80\u00e9")",
+        "zorlen-acl-ext:source-port-text: found \"80\\xc3\\xa9\", expected ports in printable "
+        "ASCII "
+        "such as \"1-1023 8080\""},
+       {R"("zorlen-acl-ext:source-port-text":")" + std::string(61, '1') + "\"",
+        "zorlen-acl-ext:source-port-text: found 61 octets, expected at most 60 octets"},
+       {R"("source-port":80,"zorlen-acl-ext:source-port-text":"80")",
+        "zorlen-acl-ext:source-port-text: found a text beside ports, expected one of the two"},
+       {R"("zorlen-acl-ext:source-ports":[80],"zorlen-acl-ext:source-port-text":"80")",
+        "zorlen-acl-ext:source-port-text: found a text beside ports, expected one of the two"},
        {R"("tcp-flags":"TCP_SYN")", "tcp-flags: found \"TCP_SYN\", expected a list"},
        {R"("tcp-flags":["TCP_ECE"])", "tcp-flags/0: found \"TCP_ECE\"" + flags},
        {R"("explicit-tcp-flags":["TCP_ACK","TCP_CWR"])",

@@ -3,7 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 #include "Documents.h"
+#include "qel/Time.h"
 
 namespace Sources::OpenConfig {
 namespace {
@@ -167,6 +170,33 @@ TEST(Document, CountersOf64Bits) {
   }
 }
 
+TEST(Document, LastUpdateIsATimeOnTheOwnClock) {
+  const auto lastUpdate = [](const std::string& written) {
+    const Snapshot snapshot = parsed(documentOf(setOf(
+        "ACL_L2",
+        entryOf(R"("state":{"matched-packets":1,"zorlen-acl-ext:last-update":)" + written + "}"))));
+    return snapshot.acls.begin()->second.rules.at(10).counter->lastUpdate.value();
+  };
+  const auto wall = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                        std::chrono::system_clock::now().time_since_epoch())
+                        .count();
+  const Qel::Seconds now = Qel::now();
+  EXPECT_NEAR(lastUpdate("\"" + std::to_string(wall - 60'000'000'000) + "\""), now - 60, 1);
+  EXPECT_NEAR(lastUpdate("1000000000") - lastUpdate("0"), 1, 1e-6);
+  const Qel::Seconds future = lastUpdate(std::to_string(UINT64_MAX));
+  EXPECT_GE(future, now);
+  EXPECT_LE(future, Qel::now());
+}
+
+TEST(Document, RuleIdsAndRemarksOfAnyOctets) {
+  const Snapshot snapshot = parsed(documentOf(
+      setOf("ACL_L2", entryOf(R"("config":{"description":"key","zorlen-acl-ext:description-octets":
+          "00ff80","zorlen-acl-ext:rule-id":"4294967295.65535.1"})"))));
+  const AclSnapshot& acl = snapshot.acls.begin()->second;
+  EXPECT_EQ(acl.remarks.at(10), std::string("\0\xff\x80", 3));
+  EXPECT_EQ(acl.rules.at(10).id, Acl::UniqueId(4294967295, 65535, 1));
+}
+
 TEST(Document, Ipv4Addresses) {
   const struct {
     const char* leafs;
@@ -291,6 +321,9 @@ TEST(Document, EtherTypes) {
   for (const auto& [written, number] : cases) {
     EXPECT_EQ(l2(std::string("\"ethertype\":") + written).proto, number) << written;
   }
+  for (const uint32_t number : {0U, 1U, 1535U, 65535U}) {
+    EXPECT_EQ(l2("\"zorlen-acl-ext:ethertype\":" + std::to_string(number)).proto, number);
+  }
 }
 
 TEST(Document, Ports) {
@@ -331,6 +364,18 @@ TEST(Document, Ports) {
       EXPECT_EQ(side == "source" ? filter.dport : filter.sport, Acl::PortRange()) << leafs;
     }
   }
+}
+
+TEST(Document, PortTexts) {
+  const std::pair<const char*, Acl::PortRange> cases[] = {
+      {R"("zorlen-acl-ext:source-port-text":"1-1023,8080")", {RangeOperator::eq, "1-1023,8080"}},
+      {R"("zorlen-acl-ext:source-port-text":"")", {RangeOperator::eq, ""}},
+      {R"("zorlen-acl-ext:source-port-text":"9","zorlen-acl-ext:source-port-operator":"range")",
+       {RangeOperator::range, "9"}},
+  };
+  for (const auto& [leafs, range] : cases) EXPECT_EQ(transport(leafs).sport, range) << leafs;
+  EXPECT_EQ(transport(R"("zorlen-acl-ext:destination-port-text":"x")").dport,
+            (Acl::PortRange{RangeOperator::eq, "x"}));
 }
 
 TEST(Document, TcpFlags) {

@@ -1,6 +1,8 @@
 #include "AclEntry.h"
 
+#include "Epoch.h"
 #include "Leaves.h"
+#include "Names.h"
 #include "Ports.h"
 
 namespace Sources::OpenConfig {
@@ -30,6 +32,7 @@ enum class Builtin { none, initial, established, fragment };
 struct Draft {
   Acl::AclType type = Acl::AclType::ipv4;
   std::optional<uint32_t> sequence;
+  std::optional<Acl::UniqueId> id;
   std::optional<std::string> remark;
   bool remarkOnly = false;
   Ref match;  // a container that a remark does not have
@@ -58,26 +61,12 @@ struct Draft {
   std::optional<Acl::Action> action;
   bool log = false;
   std::optional<uint64_t> packets;
+  std::optional<Qel::Seconds> lastUpdate;
+  Ref lastUpdateLeaf;
 };
 
 using EntryMember = Member<Draft>;
 
-constexpr std::array kProtocols = {
-    Named<uint32_t>{"IP_TCP", 6},   Named<uint32_t>{"IP_UDP", 17},  Named<uint32_t>{"IP_ICMP", 1},
-    Named<uint32_t>{"IP_IGMP", 2},  Named<uint32_t>{"IP_GRE", 47},  Named<uint32_t>{"IP_PIM", 103},
-    Named<uint32_t>{"IP_RSVP", 46}, Named<uint32_t>{"IP_AUTH", 51}, Named<uint32_t>{"IP_L2TP", 115},
-};
-constexpr std::array kEtherTypes = {
-    Named<uint32_t>{"ETHERTYPE_IPV4", 0x0800}, Named<uint32_t>{"ETHERTYPE_ARP", 0x0806},
-    Named<uint32_t>{"ETHERTYPE_VLAN", 0x8100}, Named<uint32_t>{"ETHERTYPE_IPV6", 0x86DD},
-    Named<uint32_t>{"ETHERTYPE_MPLS", 0x8847}, Named<uint32_t>{"ETHERTYPE_LLDP", 0x88CC},
-    Named<uint32_t>{"ETHERTYPE_ROCE", 0x8915},
-};
-constexpr std::array kTcpFlags = {
-    Named<uint16_t>{"TCP_SYN", Acl::syn}, Named<uint16_t>{"TCP_FIN", Acl::fin},
-    Named<uint16_t>{"TCP_RST", Acl::rst}, Named<uint16_t>{"TCP_PSH", Acl::psh},
-    Named<uint16_t>{"TCP_ACK", Acl::ack}, Named<uint16_t>{"TCP_URG", Acl::urg},
-};
 constexpr std::array kBuiltins = {
     Named<Builtin>{"TCP_INITIAL", Builtin::initial},
     Named<Builtin>{"TCP_ESTABLISHED", Builtin::established},
@@ -85,13 +74,6 @@ constexpr std::array kBuiltins = {
 };
 constexpr std::array kDetailModes = {Named<bool>{"EXPLICIT", true}, Named<bool>{"BUILTIN", false}};
 constexpr std::array kFlagMatchModes = {Named<bool>{"ANY", true}, Named<bool>{"ALL", false}};
-constexpr std::array kForwardingActions = {
-    Named<Acl::Action>{"ACCEPT", Acl::Action::permit},
-    Named<Acl::Action>{"DROP", Acl::Action::deny},
-    Named<Acl::Action>{"REJECT", Acl::Action::deny},
-};
-constexpr std::array kLogActions = {Named<bool>{"LOG_SYSLOG", true},
-                                    Named<bool>{"LOG_NONE", false}};
 
 void readSequence(Draft& draft, const Ref& leaf) {
   const uint32_t sequence = readNumber(leaf, 0, 0xFFFFFFFF);
@@ -194,6 +176,9 @@ void readMacEndMask(Draft& draft, const Ref& leaf) {
 void readEtherType(Draft& draft, const Ref& leaf) {
   draft.etherType = readNumberOrNamed(leaf, 1536, 65535, kEtherTypes, kMatchTypesModule);
 }
+void readAnyEtherType(Draft& draft, const Ref& leaf) {
+  draft.etherType = readNumber(leaf, 0, 65535);
+}
 
 constexpr std::array kL2Leafs = {
     EntryMember{"source-mac", readMacEnd<&Draft::sourceMac>},
@@ -201,6 +186,7 @@ constexpr std::array kL2Leafs = {
     EntryMember{"destination-mac", readMacEnd<&Draft::destinationMac>},
     EntryMember{"destination-mac-mask", readMacEndMask<&Draft::destinationMac>},
     EntryMember{"ethertype", readEtherType},
+    EntryMember{"zorlen-acl-ext:ethertype", readAnyEtherType},
 };
 
 // Leafs of transport matches.
@@ -231,10 +217,13 @@ constexpr std::array kTransportLeafs = {
     EntryMember{"zorlen-acl-ext:source-port-operator",
                 readPorts<&Draft::sourcePorts, &Ports::operatorIs>},
     EntryMember{"zorlen-acl-ext:source-ports", readPorts<&Draft::sourcePorts, &Ports::listIs>},
+    EntryMember{"zorlen-acl-ext:source-port-text", readPorts<&Draft::sourcePorts, &Ports::textIs>},
     EntryMember{"zorlen-acl-ext:destination-port-operator",
                 readPorts<&Draft::destinationPorts, &Ports::operatorIs>},
     EntryMember{"zorlen-acl-ext:destination-ports",
                 readPorts<&Draft::destinationPorts, &Ports::listIs>},
+    EntryMember{"zorlen-acl-ext:destination-port-text",
+                readPorts<&Draft::destinationPorts, &Ports::textIs>},
     EntryMember{"zorlen-acl-ext:established", readFlag<&Draft::established>},
 };
 
@@ -242,6 +231,14 @@ constexpr std::array kTransportLeafs = {
 
 void readRemark(Draft& draft, const Ref& leaf) {
   draft.remark = readString(leaf, kMaxRemarkOctets);
+}
+void readRemarkOctets(Draft& draft, const Ref& leaf) {
+  draft.remark = readOctets(leaf, kMaxRemarkOctets);
+}
+void readRuleId(Draft& draft, const Ref& leaf) { draft.id = readUniqueId(leaf); }
+void readLastUpdate(Draft& draft, const Ref& leaf) {
+  draft.lastUpdateLeaf = leaf;
+  draft.lastUpdate = fromEpoch(readCounter(leaf));
 }
 void readPackets(Draft& draft, const Ref& leaf) { draft.packets = readCounter(leaf); }
 void checkCounter(Draft&, const Ref& leaf) { readCounter(leaf); }
@@ -257,14 +254,19 @@ constexpr std::array kActionLeafs = {EntryMember{"forwarding-action", readForwar
 constexpr std::array kEntryConfig = {
     EntryMember{"sequence-id", readSequence},
     EntryMember{"description", readRemark},
+    EntryMember{"zorlen-acl-ext:description-octets", readRemarkOctets},
     EntryMember{"zorlen-acl-ext:remark-only", readFlag<&Draft::remarkOnly>},
+    EntryMember{"zorlen-acl-ext:rule-id", readRuleId},
 };
 constexpr std::array kEntryState = {
     EntryMember{"sequence-id", readSequence},
     EntryMember{"description", readRemark},
     EntryMember{"matched-packets", readPackets},
     EntryMember{"matched-octets", checkCounter},
+    EntryMember{"zorlen-acl-ext:last-update", readLastUpdate},
+    EntryMember{"zorlen-acl-ext:description-octets", readRemarkOctets},
     EntryMember{"zorlen-acl-ext:remark-only", readFlag<&Draft::remarkOnly>},
+    EntryMember{"zorlen-acl-ext:rule-id", readRuleId},
 };
 
 template <const auto& leafs>
@@ -387,14 +389,18 @@ RuleConfig ruleConfig(const Draft& draft) {
 
 RuleSnapshot rule(const Draft& draft, const Ref& entry) {
   if (!draft.action) refuse(entry, "no forwarding-action", "ACCEPT, DROP or REJECT");
-  RuleSnapshot made{Acl::UniqueId(*draft.sequence, 0, 0), ruleConfig(draft), std::nullopt};
+  if (draft.lastUpdate && !draft.packets) {
+    refuse(draft.lastUpdateLeaf, draft.lastUpdateLeaf.shown(), "beside it matched-packets");
+  }
+  RuleSnapshot made{draft.id.value_or(Acl::UniqueId(*draft.sequence, 0, 0)), ruleConfig(draft),
+                    std::nullopt};
   std::visit(
       [&](auto& config) {
         config.action = *draft.action;
         config.log = draft.log;
       },
       made.config);
-  if (draft.packets) made.counter = RuleCounter{*draft.packets, std::nullopt};
+  if (draft.packets) made.counter = RuleCounter{*draft.packets, draft.lastUpdate};
   return made;
 }
 

@@ -2,8 +2,11 @@
 
 #include <set>
 
+#include "qel/Collection.h"
+
 #include "AclEntry.h"
 #include "Leaves.h"
+#include "Names.h"
 #include "Tree.h"
 
 namespace Sources::OpenConfig {
@@ -12,12 +15,6 @@ namespace {
 
 /// The longest name that a row of each table can carry in its index.
 constexpr size_t kMaxNameOctets = 100;
-
-constexpr std::array kAclTypes = {
-    Named<Acl::AclType>{"ACL_IPV4", Acl::AclType::ipv4},
-    Named<Acl::AclType>{"ACL_IPV6", Acl::AclType::ipv6},
-    Named<Acl::AclType>{"ACL_L2", Acl::AclType::mac},
-};
 
 /// A document on its way into a snapshot.
 struct Reading {
@@ -36,6 +33,7 @@ struct SetDraft {
   std::optional<std::string> octets;
   AclSnapshot acl;
   Ref entries;
+  Qel::HashCollection<Acl::UniqueId, bool> ruleIds;
 };
 
 using SetMember = Member<SetDraft>;
@@ -95,16 +93,20 @@ constexpr std::array kSet = {
               [](SetDraft& d, const Ref& entries) { readMembers(kEntries, d, entries); }},
 };
 
-void readEntry(Reading& reading, const Ref& element, Acl::AclType type, AclSnapshot& acl) {
+void readEntry(Reading& reading, const Ref& element, SetDraft& draft) {
+  AclSnapshot& acl = draft.acl;
   if (reading.stop.stop_requested()) refuse(element, "a request to stop", "none");
   if (++reading.entries > reading.limits.entries) {
     refuse(element, "more entries",
            "at most " + std::to_string(reading.limits.entries) + " in the document");
   }
-  AclEntry entry = readAclEntry(element, type);
+  AclEntry entry = readAclEntry(element, *draft.type);
   if (acl.rules.contains(entry.sequence) || acl.remarks.contains(entry.sequence)) {
     refuse(element, "a second entry with sequence-id " + std::to_string(entry.sequence),
            "each sequence-id once in an ACL");
+  }
+  if (entry.rule && !draft.ruleIds.insertOrAssign(entry.rule->id, true)) {
+    refuse(element, "a second rule of one rule-id", "each rule-id once in an ACL");
   }
   if (entry.rule) acl.rules.emplace(entry.sequence, std::move(*entry.rule));
   if (entry.remark) acl.remarks.emplace(entry.sequence, std::move(*entry.remark));
@@ -122,8 +124,7 @@ void readSet(Reading& reading, const Ref& set) {
            "each name once for a type");
   }
   if (draft.entries) {
-    readList(draft.entries,
-             [&](const Ref& element) { readEntry(reading, element, *draft.type, draft.acl); });
+    readList(draft.entries, [&](const Ref& element) { readEntry(reading, element, draft); });
   }
   reading.snapshot.acls.emplace(std::move(key), std::move(draft.acl));
 }

@@ -155,4 +155,23 @@ Kavet::EthAddr readMac(const Ref& leaf) {
   return Kavet::EthAddr(octets);
 }
 
+Acl::UniqueId readUniqueId(const Ref& leaf) {
+  std::string_view rest = plainText(leaf);
+  const auto dots = std::count(rest.begin(), rest.end(), '.');
+  const auto next = [&rest](auto most) {
+    const size_t dot = std::min(rest.find('.'), rest.size());
+    const auto number = decimal(rest.substr(0, dot), most);
+    rest.remove_prefix(std::min(dot + 1, rest.size()));
+    return number;
+  };
+  const auto number = next(uint32_t{0xFFFFFFFF});
+  const auto major = next(uint16_t{0xFFFF});
+  const auto minor = next(uint16_t{0xFFFF});
+  if (dots == 2 && number && major && minor) {
+    const Acl::UniqueId id(*number, *major, *minor);
+    if (!(id == Acl::UniqueId::invalid())) return id;
+  }
+  refuse(leaf, "a rule's identity such as \"10.0.0\"");
+}
+
 }  // namespace Sources::OpenConfig

@@ -34,6 +34,8 @@ Ipv4Prefix readIpv4(const Ref& leaf);
 Kavet::IpAddr readIpv4Mask(const Ref& leaf);
 Acl::Ip6Prefix readIpv6Prefix(const Ref& leaf);
 Kavet::EthAddr readMac(const Ref& leaf);
+/// A rule's identity, three numbers such as "10.0.0".
+Acl::UniqueId readUniqueId(const Ref& leaf);
 /// The mask of a prefix of up to 32 bits.
 Kavet::IpAddr ipv4Mask(uint32_t length);
 

@@ -2,6 +2,8 @@
 
 #include <charconv>
 
+#include "Names.h"
+
 namespace Sources::OpenConfig {
 
 namespace {
@@ -11,19 +13,6 @@ using Acl::RangeOperator;
 constexpr uint32_t kMaxPort = 65535;
 /// What one column of a table can carry.
 constexpr size_t kMaxTextOctets = 60;
-
-constexpr std::array kPortOperators = {
-    Named<RangeOperator>{"eq", RangeOperator::eq},
-    Named<RangeOperator>{"gt", RangeOperator::gt},
-    Named<RangeOperator>{"lt", RangeOperator::lt},
-    Named<RangeOperator>{"neq", RangeOperator::neq},
-    Named<RangeOperator>{"range", RangeOperator::range},
-};
-constexpr std::array kHopLimitOperators = {
-    Named<RangeOperator>{"any", RangeOperator::any}, Named<RangeOperator>{"eq", RangeOperator::eq},
-    Named<RangeOperator>{"gt", RangeOperator::gt},   Named<RangeOperator>{"lt", RangeOperator::lt},
-    Named<RangeOperator>{"neq", RangeOperator::neq},
-};
 
 std::optional<uint32_t> portNumber(std::string_view digits) {
   uint32_t port = 0;
@@ -81,6 +70,15 @@ void Ports::listIs(const Ref& leaf) {
   numbers_ = std::move(numbers);
 }
 
+void Ports::textIs(const Ref& leaf) {
+  const std::string text = readString(leaf, kMaxTextOctets);
+  if (!std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c <= 0x7e; })) {
+    refuse(leaf, "ports in printable ASCII such as \"1-1023 8080\"");
+  }
+  text_ = leaf;
+  form_ = Form::text;
+}
+
 void Ports::requireCount(RangeOperator oper) const {
   const bool twoWanted = oper == RangeOperator::range;
   const bool oneWanted = oper == RangeOperator::gt || oper == RangeOperator::lt;
@@ -97,12 +95,14 @@ void Ports::requireCount(RangeOperator oper) const {
 
 Acl::PortRange Ports::range() const {
   if (port_ && list_) refuse(list_, "a list of ports beside one port", "one of the two");
+  if (text_ && (port_ || list_)) refuse(text_, "a text beside ports", "one of the two");
   if (form_ == Form::none || form_ == Form::any) {
     if (operator_) refuse(operatorLeaf_, operatorLeaf_.shown(), "beside it a port");
     return {};
   }
   const RangeOperator oper =
       operator_.value_or(form_ == Form::range ? RangeOperator::range : RangeOperator::eq);
+  if (form_ == Form::text) return {oper, Qel::String8(text_.text())};
   if (operator_) requireCount(oper);
   std::string text;
   const char* separator = oper == RangeOperator::range ? "-" : " ";

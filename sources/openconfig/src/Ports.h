@@ -1,6 +1,7 @@
 #pragma once
 
-/// A port condition, put together from up to three leafs: the port, our operator and our list.
+/// A port condition, put together from several leafs: the port or our list or our text, and our
+/// operator.
 
 #include <optional>
 #include <string>
@@ -18,12 +19,14 @@ class Ports {
   void operatorIs(const Ref& leaf);
   /// `source-ports`.
   void listIs(const Ref& leaf);
+  /// `source-port-text`.
+  void textIs(const Ref& leaf);
 
   /// The condition; throws `Refused` where the leafs do not go together.
   Acl::PortRange range() const;
 
  private:
-  enum class Form { none, any, one, range, list };
+  enum class Form { none, any, one, range, list, text };
 
   void requireCount(Acl::RangeOperator oper) const;
 
@@ -31,6 +34,7 @@ class Ports {
   std::vector<uint32_t> numbers_;
   Ref port_;
   Ref list_;
+  Ref text_;
   Ref operatorLeaf_;
   std::optional<Acl::RangeOperator> operator_;
 };
