@@ -1,10 +1,12 @@
 #pragma once
 
-/// Reads an OpenConfig ACL document, RFC 7951 JSON of the module openconfig-acl, into a snapshot. A
-/// document is taken as a whole or refused as a whole. docs/openconfig.md tells what is read.
+/// OpenConfig ACL documents, RFC 7951 JSON of the module openconfig-acl, read into a snapshot and
+/// written from one. A document is taken as a whole or refused as a whole. docs/openconfig.md tells
+/// what is read.
 
 #include <cstddef>
 #include <cstdint>
+#include <ostream>
 #include <stop_token>
 #include <string>
 #include <string_view>
@@ -44,5 +46,10 @@ using Parsed = std::variant<Snapshot, DocumentError>;
 
 /// Any thread. A stop that is asked for ends it soon, with an error of no further meaning.
 Parsed parse(std::string_view text, const Limits& limits = {}, std::stop_token stop = {});
+
+/// Writes a document that `parse` reads as the same snapshot, each entry on a line of its own. What
+/// no document can say is written as it is and refused by `parse`: values beyond what a column can
+/// carry, or a port text that is not printable ASCII.
+void write(std::ostream& out, const Snapshot& snapshot);
 
 }  // namespace Sources::OpenConfig
