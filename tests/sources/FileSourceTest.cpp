@@ -124,6 +124,38 @@ TEST_F(FileSourceTest, MissingFileIsOneErrorAndIsReadWhenItComes) {
   EXPECT_TRUE(followTo("a"));
 }
 
+TEST_F(FileSourceTest, ProgressIsThatOfTheLastReading) {
+  const auto followTo = [this](Progress progress) {
+    return follow([&] { return source_->progress() == progress; });
+  };
+  start();
+  EXPECT_EQ(source_->progress(), Progress::reading);
+  EXPECT_TRUE(followTo(Progress::failed));
+  write(path_, documentWith("a"));
+  EXPECT_TRUE(followTo(Progress::published));
+  EXPECT_TRUE(serves("a"));
+  write(path_, "{");
+  EXPECT_TRUE(followTo(Progress::failed));
+  EXPECT_TRUE(serves("a"));
+}
+
+TEST_F(FileSourceTest, IsNotPublishedBeforeTheLastAclIs) {
+  write(path_, documentOf(R"({"name":"a","type":"ACL_L2"},{"name":"b","type":"ACL_L2"})"));
+  start();
+  // Handed over, but not a single task has run.
+  const int descriptor = source_->descriptors().back();
+  ASSERT_TRUE(follow([&] {
+    pollfd polled{descriptor, POLLIN, 0};
+    if (poll(&polled, 1, 10) <= 0) return false;
+    source_->handleReadable(descriptor);
+    return lines_.size() == 1;
+  }));
+  EXPECT_EQ(source_->progress(), Progress::reading);
+  while (mount_.scheduler->runNext()) {
+  }
+  EXPECT_EQ(source_->progress(), Progress::published);
+}
+
 TEST_F(FileSourceTest, FollowsTruncateAndWrite) {
   write(path_, documentWith("a"));
   start();

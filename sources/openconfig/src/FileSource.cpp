@@ -23,6 +23,11 @@ void FileSource::start() { look(false); }
 
 void FileSource::reload() { look(true); }
 
+Progress FileSource::progress() const {
+  if (!good_ || applier_->backlogSize() != 0) return Progress::reading;
+  return *good_ ? Progress::published : Progress::failed;
+}
+
 std::vector<int> FileSource::descriptors() const {
   if (watch_->descriptor() < 0) return {worker_->descriptor()};
   return {watch_->descriptor(), worker_->descriptor()};
@@ -76,6 +81,7 @@ void FileSource::handleOutcomes() {
       continue;
     }
     mount_.log(outcome->snapshot ? Severity::info : Severity::error, outcome->message);
+    good_ = outcome->snapshot.has_value();
     if (outcome->snapshot) applier_->snapshotIs(std::move(*outcome->snapshot));
   }
 }

@@ -31,6 +31,17 @@ struct Mount {
   std::function<void(Severity, const std::string&)> log;
 };
 
+/// How far a source is with what it reads.
+enum class Progress {
+  /// Nothing has been read yet, or what was read last is still being put into the model.
+  reading,
+  /// All of what was read last stands in the model.
+  published,
+  /// The last reading failed, which was logged as an error. What stood in the model before it still
+  /// does.
+  failed,
+};
+
 class Source {
  public:
   Source() = default;
@@ -48,6 +59,10 @@ class Source {
   virtual void handleReadable(int descriptor) = 0;
   /// Reads everything anew, changed or not: an operator asked for it.
   virtual void reload() = 0;
+  /// Changes in `handleReadable` and in scheduled tasks only. After `start` it becomes `published`
+  /// or `failed` by itself once both are called as they are due; whether a later reading begins is
+  /// the source's own matter.
+  virtual Progress progress() const = 0;
 };
 
 }  // namespace Sources

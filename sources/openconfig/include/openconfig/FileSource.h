@@ -36,6 +36,7 @@ class FileSource final : public Source {
   std::vector<int> descriptors() const override;
   void handleReadable(int descriptor) override;
   void reload() override;
+  Progress progress() const override;
 
  private:
   void look(bool forced);
@@ -51,6 +52,8 @@ class FileSource final : public Source {
   std::unique_ptr<FileWatch> watch_;
   std::unique_ptr<Worker> worker_;
   bool watchFailed_ = false;
+  // Whether the last reading gave a snapshot; nothing before the first one.
+  std::optional<bool> good_;
 };
 
 /// Reads a file at once, without publishing anything: one line that says why it would be refused,
