@@ -4,10 +4,13 @@
 
 #include <cstdio>
 #include <exception>
+#include <iostream>
 #include <memory>
 #include <new>
 #include <optional>
+#include <stdexcept>
 
+#include "Dump.h"
 #include "Identity.h"
 #include "Loop.h"
 #include "Mounts.h"
@@ -17,6 +20,7 @@
 #include "openconfig/FileSource.h"
 #include "snmp/Agent.h"
 #include "snmp/Registration.h"
+#include "sources/Table.h"
 
 namespace Daemon {
 
@@ -57,14 +61,29 @@ int check(const Options& options) {
 }
 
 /// Sources by their place on the command line, so that they are mounted in that order.
-std::vector<std::unique_ptr<Sources::Source>> makeSources(const Options& options,
-                                                          const Sources::Mount& mount) {
-  std::vector<std::unique_ptr<Sources::Source>> sources;
+SourceList makeSources(const Options& options, const Sources::Mount& mount) {
+  SourceList sources;
   for (const std::string& file : options.aclFiles) {
     sources.push_back(std::make_unique<Sources::OpenConfig::FileSource>(
         mount, file + "#" + std::to_string(sources.size()), file, limitsOf(options)));
   }
   return sources;
+}
+
+/// Prints what is published; 0, or 1 when a source cannot be read.
+int dump(const Options& options) {
+  std::optional<TraceFile> traceFile;
+  if (!options.traceFile.empty()) traceFile.emplace(options.traceFile);
+  const auto snapshot =
+      readOnce([&](const Sources::Mount& mount) { return makeSources(options, mount); });
+  if (!snapshot) return 1;
+  if (options.dump == Dump::json) {
+    Sources::OpenConfig::write(std::cout, *snapshot);
+  } else {
+    Sources::printTable(std::cout, *snapshot);
+  }
+  if (!std::cout.flush()) throw std::runtime_error("standard output cannot be written");
+  return 0;
 }
 
 /// Who the process is to become, by the command line or else by the configuration.
@@ -123,7 +142,9 @@ int main(int argc, char** argv) {
     const auto parsed = Daemon::parseOptions(argc, argv);
     if (const int* exitCode = std::get_if<int>(&parsed)) return *exitCode;
     const auto& options = std::get<Daemon::Options>(parsed);
-    return options.check ? Daemon::check(options) : Daemon::run(options);
+    if (options.check) return Daemon::check(options);
+    if (options.dump != Daemon::Dump::none) return Daemon::dump(options);
+    return Daemon::run(options);
   } catch (const std::bad_alloc&) {
     std::fputs("aclsnmpd: not enough memory\n", stderr);
     return 1;

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
+#include <map>
 
 #include "openconfig/Document.h"
 #include "qel/Exception.h"
@@ -53,8 +54,18 @@ std::variant<Options, int> parseOptions(int argc, char** argv) {
                  "largest ACL document that is read, in octets")
       ->type_name("OCTETS")
       ->capture_default_str();
-  app.add_flag("--check", options.check,
-               "validate the ACL documents and end: with 0 when all are good, else with 1");
+  CLI::Option* check =
+      app.add_flag("--check", options.check,
+                   "validate the ACL documents and end: with 0 when all are good, else with 1");
+  const std::map<std::string, Dump> dumps = {{"json", Dump::json}, {"table", Dump::table}};
+  app.add_option("--dump", options.dump,
+                 "read the sources once, print what is published as json (a document for --acl) or "
+                 "as a table, and end: with 0, or with 1 when a source cannot be read")
+      ->expected(0, 1)
+      ->default_str("json")
+      ->transform(CLI::CheckedTransformer(dumps).description(""))
+      ->type_name("json|table")
+      ->excludes(check);
   // A value list would swallow the next option's value.
   for (CLI::Option* option : app.get_options()) {
     if (option->get_expected_max() > 1)

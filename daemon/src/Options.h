@@ -9,6 +9,9 @@
 
 namespace Daemon {
 
+/// In which form `--dump` prints.
+enum class Dump { none, json, table };
+
 struct Options {
   std::vector<std::string> aclFiles;
   std::vector<std::string> listen;
@@ -23,6 +26,7 @@ struct Options {
   /// The largest ACL file that is read, in octets.
   uint64_t maxAclFileSize = 0;
   bool check = false;
+  Dump dump = Dump::none;
 };
 
 /// The options, or the exit code of a run that ends at the command line: help, the version, a
