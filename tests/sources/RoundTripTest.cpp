@@ -162,8 +162,8 @@ class Random {
     AclSnapshot made{flag(), flag(), flag(), flag(), {}, {}};
     for (uint64_t i = number(0, 12); i > 0; --i) {
       const uint32_t sequence = pick({static_cast<uint32_t>(i), u32(0xFFFFFFFF), 0xFFFFFFFFU});
-      const UniqueId id =
-          flag() ? UniqueId(sequence, 0, 0) : UniqueId(u32(0xFFFFFFFF), u16(65535), u16(65534));
+      const UniqueId id = pick({UniqueId(sequence, 0, 0), UniqueId(sequence, u16(2), u16(2)),
+                                UniqueId(u32(0xFFFFFFFF), u16(65535), u16(65534))});
       const bool remark = flag();
       if (remark) made.remarks[sequence] = pick<std::string>({octets(127), text(127), ""});
       if (remark && flag()) continue;

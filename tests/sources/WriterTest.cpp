@@ -125,6 +125,13 @@ TEST(Writer, PortsStandInTheLeafOfTheStandardWhereItCanSayThem) {
   }
 }
 
+TEST(Writer, APortTextThatIsNotAsciiIsWrittenAndRefused) {
+  Acl::IpFilter filter;
+  filter.sport = {RangeOperator::eq, "8\xff"};
+  EXPECT_EQ(lineOf(AclType::ipv4, filter),
+            "\"transport\":{\"config\":{\"zorlen-acl-ext:source-port-text\":\"8\xef\xbf\xbd\"}},");
+}
+
 TEST(Writer, AddressesStandAsPrefixesWhereTheMaskIsOne) {
   const struct {
     uint32_t address, mask;

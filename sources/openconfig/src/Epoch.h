@@ -3,8 +3,8 @@
 /// Times of documents, nanoseconds since 1970 in UTC, for seconds on the framework's clock.
 ///
 /// How far the two clocks are apart is measured once in a process: a document says the same time
-/// whenever it is read, and a time that is written is read as the same one, even when the wall clock
-/// is set meanwhile. Any thread.
+/// whenever it is read, and a time that is written is read as the same one, even when the wall
+/// clock is set meanwhile. Any thread.
 
 #include <cstdint>
 #include <optional>
