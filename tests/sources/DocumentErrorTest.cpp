@@ -51,6 +51,17 @@ TEST(DocumentError, WhatIsNotJsonIsRefusedWithLineAndColumn) {
             "f:2:1: found \"\\x00\", expected well-formed JSON");
 }
 
+TEST(DocumentError, NoOctetOfTheDocumentGetsIntoTheLineUnescaped) {
+  expectRefusals({
+      {"-\xd7", R"(f:1:2: found "\xd7", expected digit after '-')"},
+      {"-\n", R"(f:1:2: found "\x0a", expected digit after '-')"},
+      {"1e\xff", R"(f:1:3: found "\xff", expected '+', '-', or digit after exponent)"},
+      {"{\"; expected \xe9\xff\":1}", R"(f:1:15: found "\xff", expected well-formed JSON)"},
+      {"[\"; last read: '\xc3\xa9; expected \xff\"]",
+       R"(f:1:30: found "\xff", expected well-formed JSON)"},
+  });
+}
+
 TEST(DocumentError, EveryCutOfADocumentIsRefused) {
   const std::string whole = documentOf(setOf("ACL_IPV4", entryOf("\"ipv4\":{}")));
   ASSERT_EQ(refusal(whole), "accepted");

@@ -120,12 +120,14 @@ class Tree::Builder {
 
   bool parse_error(size_t, const std::string& token, const Json::exception& exception) {
     const std::string_view what = exception.what();
+    // Behind these words stands the document, octet by octet.
+    const std::string_view own = what.substr(0, what.find("; last read: '"));
     constexpr std::string_view kExpected = "; expected ";
-    const size_t expected = what.rfind(kExpected);
-    error = errorAt(tree_.source_, place(), unexpected(what, token),
+    const size_t expected = own.rfind(kExpected);
+    error = errorAt(tree_.source_, place(), unexpected(own, token),
                     expected == std::string_view::npos
                         ? "well-formed JSON"
-                        : std::string(what.substr(expected + kExpected.size())));
+                        : std::string(own.substr(expected + kExpected.size())));
     return false;
   }
 
