@@ -180,11 +180,17 @@ class Caller {
           if (type == ASN_OCTET_STR) {
             walk_.index().name(input_.octets());
           } else {
-            walk_.index().number(input_.number(), type);
+            walk_.index().number(markOrNumber(), type);
           }
       }
     }
     standing_ = false;
+  }
+
+  /// For a time mark, often one at the edge of what a row passes.
+  uint64_t markOrNumber() {
+    if (!table_.hasTimeMark() || rows_.empty() || input_.choice(2) == 0) return input_.number();
+    return uint64_t{rows_[input_.octet() % rows_.size()].changed()} + input_.choice(5);
   }
 
   bool passes(const Row& row) {
