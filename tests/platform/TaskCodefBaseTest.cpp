@@ -182,6 +182,34 @@ TEST_F(Codef, WorkThatComesDuringARunIsDone) {
   EXPECT_EQ(processor_->dispatchCount(), 2U);
 }
 
+TEST_F(Codef, ARunThatBeginsLateInTheSchedulersTimeEndsWithIt) {
+  // All runs together stay within the time and one entry, whatever each may use by itself.
+  processor_->backlogQuantumIs(1);
+  const auto before =
+      Qel::make<Mek::Task>(scheduler_, 1U, "before", [this] { clock_.advance(0.5); });
+  before->schedule();
+  addAll({1, 2, 3, 4, 5, 6, 7});
+  scheduler_->runFor(1);
+  EXPECT_THAT(processor_->processed, ElementsAre(1, 2));
+  EXPECT_EQ(processor_->yieldBeforeFinishingCount(), 1U);
+  // Outside of it a run has its own share.
+  scheduler_->runNext();
+  EXPECT_THAT(processor_->processed, ElementsAre(1, 2, 3, 4, 5, 6));
+}
+
+TEST_F(Codef, ASchedulersTimeInsideAnotherDoesNotEndTheOuterOne) {
+  processor_->backlogQuantumIs(1);
+  const auto nested =
+      Qel::make<Mek::Task>(scheduler_, 1U, "nested", [this] { scheduler_->runFor(0); });
+  nested->schedule();
+  addAll({1, 2, 3, 4});
+  EXPECT_FALSE(scheduler_->timeIsUsed());
+  scheduler_->runFor(0.75);
+  // One entry in the inner time, two more in what was left of the outer one.
+  EXPECT_THAT(processor_->processed, ElementsAre(1, 2, 3));
+  EXPECT_FALSE(scheduler_->timeIsUsed());
+}
+
 TEST_F(Codef, ARunMayBeDelayedAndTakenBack) {
   processor_->scheduleCodefDelay(2);
   EXPECT_EQ(scheduler_->timeToNext(), 2);

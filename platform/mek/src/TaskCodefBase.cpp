@@ -41,7 +41,9 @@ void TaskCodefBase::scheduleCodef() { task_->schedule(); }
 void TaskCodefBase::scheduleCodefDelay(Qel::Seconds delay) { task_->scheduleAfter(delay); }
 void TaskCodefBase::unscheduleCodef() { task_->unschedule(); }
 
-bool TaskCodefBase::taskShouldYield() const { return Qel::now() - runStart_ >= backlogQuantum_; }
+bool TaskCodefBase::taskShouldYield() const {
+  return Qel::now() - runStart_ >= backlogQuantum_ || (task_ && task_->scheduler()->timeIsUsed());
+}
 
 void TaskCodefBase::run() {
   const Qel::Ptr<TaskCodefBase> self(this);

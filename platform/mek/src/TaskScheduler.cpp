@@ -1,6 +1,7 @@
 #include "mek/TaskScheduler.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Mek {
 
@@ -85,13 +86,19 @@ bool TaskScheduler::runNext() {
 }
 
 size_t TaskScheduler::runFor(Qel::Seconds quantum) {
-  const Qel::Seconds end = Qel::now() + quantum;
+  const struct Slice {
+    std::optional<Qel::Seconds>& end;
+    const std::optional<Qel::Seconds> outer;
+    ~Slice() { end = outer; }
+  } slice{end_, std::exchange(end_, Qel::now() + quantum)};
   size_t ran = 0;
   while (runNext()) {
     ++ran;
-    if (Qel::now() >= end) break;
+    if (timeIsUsed()) break;
   }
   return ran;
 }
+
+bool TaskScheduler::timeIsUsed() const { return end_ && Qel::now() >= *end_; }
 
 }  // namespace Mek

@@ -89,7 +89,7 @@ class TaskCodefBase : public CodefBaseInternal {
   virtual void scheduleCodefDelay(Qel::Seconds delay);
   virtual void unscheduleCodef();
 
-  /// Whether the current run has used its share of time.
+  /// Whether the current run has used its share of time, or all runs together the scheduler's.
   bool taskShouldYield() const;
 
   bool hasNotificationActive() const { return notificationActive_; }

@@ -33,6 +33,7 @@ class Task : public Qel::PtrInterface {
 
   const Qel::String8& name() const { return name_; }
   TaskPriority priority() const { return priority_; }
+  const Qel::Ptr<TaskScheduler>& scheduler() const { return scheduler_; }
   bool isScheduled() const { return state_ != State::idle; }
 
   /// Asks for a run soon.
@@ -68,6 +69,8 @@ class TaskScheduler : public Qel::PtrInterface {
   /// Runs ready tasks until none is left or `quantum` seconds have passed; at least one where one
   /// is ready. Returns how many ran.
   size_t runFor(Qel::Seconds quantum);
+  /// Whether the time of the `runFor` under way is used: whatever runs should come to its end.
+  bool timeIsUsed() const;
   /// The number of tasks registered.
   size_t tasks() const { return tasks_; }
 
@@ -80,6 +83,7 @@ class TaskScheduler : public Qel::PtrInterface {
   size_t tasks_ = 0;
   std::map<TaskPriority, std::deque<Task*>> ready_;
   std::multimap<Qel::Seconds, Task*> delayed_;
+  std::optional<Qel::Seconds> end_;  // of the `runFor` under way
 };
 
 }  // namespace Mek
