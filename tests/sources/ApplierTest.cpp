@@ -380,5 +380,51 @@ TEST_F(ApplierTest, AggregatesWithOtherSources) {
   EXPECT_FALSE(mergedStatus->status(AclType::ipv4)->acl("a"));
 }
 
+TEST_F(ApplierTest, SetsChangedCountersAndNothingElse) {
+  apply(one());
+  Watcher watcher(*config_, *status_, AclType::ipv4);
+  clock_.nowIs(60);
+  applier_->changesAre({{kKey, {{UniqueId(20, 0, 0), 7}, {UniqueId(99, 0, 0), 1}}},
+                        {{AclType::mac, "unknown"}, {{UniqueId(10, 0, 0), 1}}}});
+  EXPECT_EQ(applier_->backlogSize(), 2U);
+  while (mount_.scheduler->runNext()) {
+  }
+  EXPECT_EQ(applier_->backlogSize(), 0U);
+  EXPECT_THAT(watcher.take(), ElementsAre("counter 20"));
+  EXPECT_EQ(*aclStatus()->ruleStatus().find(UniqueId(20, 0, 0)), (Acl::RuleStatus{7, 60}));
+  EXPECT_EQ(*aclStatus()->ruleStatus().find(UniqueId(10, 0, 0)), (Acl::RuleStatus{100, 50}));
+}
+
+TEST_F(ApplierTest, YieldsBetweenChangedCounters) {
+  Snapshot snapshot;
+  CounterChanges changes;
+  for (uint32_t i = 1; i <= 1000; ++i) {
+    RuleSnapshot rule = ipRule(i, 6);
+    rule.counter = RuleCounter{0, std::nullopt};
+    snapshot.acls[kKey].rules.emplace(i, rule);
+    changes[kKey].emplace_back(UniqueId(i, 0, 0), i);
+  }
+  apply(std::move(snapshot));
+  applier_->backlogQuantumIs(0);
+  applier_->changesAre(std::move(changes));
+  size_t runs = 0;
+  while (mount_.scheduler->runNext()) ++runs;
+  EXPECT_GT(runs, 10U);
+  for (uint32_t i = 1; i <= 1000; ++i) {
+    EXPECT_EQ(aclStatus()->ruleStatus().find(UniqueId(i, 0, 0))->pkts, i);
+  }
+}
+
+TEST_F(ApplierTest, ChangedCountersWaitForTheSnapshotBeforeThemAndGiveWayToTheNext) {
+  applier_->snapshotIs(one());
+  applier_->changesAre({{kKey, {{UniqueId(10, 0, 0), 101}}}});
+  while (mount_.scheduler->runNext()) {
+  }
+  EXPECT_EQ(aclStatus()->ruleStatus().find(UniqueId(10, 0, 0))->pkts, 101U);
+  applier_->changesAre({{kKey, {{UniqueId(10, 0, 0), 102}}}});
+  apply(one());
+  EXPECT_EQ(aclStatus()->ruleStatus().find(UniqueId(10, 0, 0))->pkts, 100U);
+}
+
 }  // namespace
 }  // namespace Sources

@@ -8,6 +8,9 @@ namespace {
 
 using Acl::UniqueId;
 
+/// Counters that are set before the clock is looked at again.
+constexpr size_t kCountersAtOnce = 64;
+
 void ruleIs(Acl::AclSubConfig& version, const UniqueId& id, const Acl::IpRuleConfig& rule) {
   version.ipRuleByIdIs(id, rule);
 }
@@ -140,6 +143,7 @@ Applier::~Applier() {
 void Applier::snapshotIs(Snapshot snapshot) {
   pending_ = std::move(snapshot);
   removed_.clear();
+  counters_.clear();
   for (const auto& [key, published] : published_) {
     if (!pending_.acls.contains(key)) removed_.push_back(key);
   }
@@ -148,6 +152,15 @@ void Applier::snapshotIs(Snapshot snapshot) {
   status_->dpAclLoggingSupportedIs(pending_.dataPlane.logging);
   status_->dpAclCountersSupportedIs(pending_.dataPlane.counters);
   status_->dpRouterAclSupportedIs(pending_.dataPlane.routerAcl);
+  scheduleCodef();
+}
+
+void Applier::changesAre(CounterChanges changes) {
+  updatesSeenInc(changes.size());
+  while (!changes.empty()) {
+    auto next = changes.extract(changes.begin());
+    if (!next.mapped().empty()) counters_.emplace_back(next.key(), std::move(next.mapped()));
+  }
   scheduleCodef();
 }
 
@@ -169,6 +182,7 @@ void Applier::applyNext() {
     remove(key);
     return;
   }
+  if (pending_.acls.empty()) return count();
   const auto next = pending_.acls.extract(pending_.acls.begin());
   const auto found = published_.find(next.key());
   if (found == published_.end()) {
@@ -176,6 +190,20 @@ void Applier::applyNext() {
   } else {
     change(found->second, next.mapped());
   }
+}
+
+void Applier::count() {
+  auto& [key, counters] = counters_.front();
+  const auto found = published_.find(key);
+  const Qel::Ptr<Acl::AclStatus> status =
+      found == published_.end() ? nullptr : found->second.status;
+  const Qel::Seconds now = Qel::now();
+  for (size_t i = 0; i < kCountersAtOnce && !counters.empty(); ++i) {
+    const auto [id, pkts] = counters.back();
+    counters.pop_back();
+    if (status && status->ruleStatus().find(id) != nullptr) status->ruleStatusIs(id, {pkts, now});
+  }
+  if (counters.empty()) counters_.pop_front();
 }
 
 void Applier::add(const Snapshot::Key& key, const AclSnapshot& acl) {

@@ -10,6 +10,7 @@
 /// Owner: a source, on the event thread. From construction to destruction an `Acl::Input::Config`
 /// and an `Acl::Input::Status` stand under the source's name in the mount's directories.
 
+#include <deque>
 #include <map>
 #include <optional>
 #include <vector>
@@ -33,9 +34,14 @@ class Applier final : public Mek::TaskCodefBase {
   /// Begins to apply a snapshot. One that is still being applied is dropped: the difference is that
   /// to the model as it stands.
   void snapshotIs(Snapshot snapshot);
+  /// Sets counters when what was asked for before is done. A snapshot that comes first has them all
+  /// and takes their place. A counter of no published rule is passed over.
+  void changesAre(CounterChanges changes);
 
   /// ACLs that still have to be looked at.
-  uint64_t backlogSize() const override { return removed_.size() + pending_.acls.size(); }
+  uint64_t backlogSize() const override {
+    return removed_.size() + pending_.acls.size() + counters_.size();
+  }
   uint64_t processBacklog(const Qel::Seconds& startTime) override;
 
  private:
@@ -48,6 +54,7 @@ class Applier final : public Mek::TaskCodefBase {
   void add(const Snapshot::Key& key, const AclSnapshot& acl);
   void change(const Published& published, const AclSnapshot& acl);
   void remove(const Snapshot::Key& key);
+  void count();
 
   Qel::Ptr<Qel::Dir> inputDir_;
   Qel::Ptr<Qel::Dir> statusDir_;
@@ -57,6 +64,7 @@ class Applier final : public Mek::TaskCodefBase {
   // What is left of the current snapshot: published ACLs that it does not have, and its own.
   std::vector<Snapshot::Key> removed_;
   Snapshot pending_;
+  std::deque<CounterChanges::value_type> counters_;
 };
 
 }  // namespace Sources

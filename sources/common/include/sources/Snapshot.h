@@ -12,6 +12,7 @@
 #include <string>
 #include <utility>
 #include <variant>
+#include <vector>
 
 #include "acl/Types.h"
 
@@ -63,5 +64,8 @@ struct Snapshot {
   DataPlane dataPlane;
   friend bool operator==(const Snapshot&, const Snapshot&) = default;
 };
+
+/// Counters of rules that a snapshot has brought, where nothing else has changed since.
+using CounterChanges = std::map<Snapshot::Key, std::vector<std::pair<Acl::UniqueId, uint64_t>>>;
 
 }  // namespace Sources
