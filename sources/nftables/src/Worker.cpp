@@ -1,0 +1,205 @@
+#include "Worker.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <system_error>
+
+namespace Sources::Nftables {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// How long changes are collected before they are looked at.
+constexpr auto kSettle = 50ms;
+/// The rest after a reading, as a multiple of its time: until the next poll, and until the next
+/// look at a change.
+constexpr int kPollRest = 10;
+constexpr int kChangeRest = 2;
+constexpr auto kShortestRest = 100ms;
+/// A reading is broken off after this time, or after as many times what the last good one took.
+constexpr auto kPatience = 3s;
+constexpr int kPatienceTimes = 5;
+/// How often a line may be said that could be said every time.
+constexpr auto kQuiet = 10s;
+
+int newEventDescriptor() {
+  const int descriptor = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+  if (descriptor < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
+  return descriptor;
+}
+
+/// All signals are for the event thread.
+void blockSignals() {
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, nullptr);
+}
+
+std::string refusalOf(int error) {
+  if (error == EPERM) return "Operation not permitted; it takes CAP_NET_ADMIN";
+  return std::strerror(error);
+}
+
+}  // namespace
+
+Worker::Worker(double interval)
+    : interval_(std::chrono::duration_cast<Clock::duration>(
+          std::chrono::duration<double>(std::max(interval, 0.1)))),
+      ready_(newEventDescriptor()),
+      wake_(newEventDescriptor()),
+      patience_(Clock::duration(kPatience).count()) {}
+
+Worker::~Worker() {
+  if (thread_.joinable()) {
+    thread_.request_stop();
+    eventfd_write(wake_, 1);
+    library_.breakOff();
+    thread_.join();
+  }
+  close(ready_);
+  close(wake_);
+}
+
+void Worker::start() {
+  thread_ = std::jthread([this](const std::stop_token& stop) {
+    blockSignals();
+    run(stop);
+  });
+}
+
+void Worker::request() {
+  {
+    const std::lock_guard lock(mutex_);
+    requested_ = true;
+  }
+  eventfd_write(wake_, 1);
+}
+
+std::optional<Outcome> Worker::take() {
+  std::optional<Outcome> outcome;
+  {
+    const std::lock_guard lock(mutex_);
+    eventfd_t count = 0;
+    eventfd_read(ready_, &count);
+    outcome.swap(outcome_);
+  }
+  if (outcome) eventfd_write(wake_, 1);
+  return outcome;
+}
+
+void Worker::watch() {
+  const Clock::rep began = began_;
+  if (began != 0 && Clock::now().time_since_epoch().count() - began > patience_) {
+    library_.breakOff();
+  }
+}
+
+void Worker::run(const std::stop_token& stop) {
+  while (waitForWork(stop)) {
+    const Clock::time_point start = Clock::now();
+    began_ = start.time_since_epoch().count();
+    Outcome outcome = look();
+    began_ = 0;
+    schedule(Clock::now() - start);
+    if (outcome.lines.empty() && std::holds_alternative<std::monostate>(outcome.content)) continue;
+    const std::lock_guard lock(mutex_);
+    outcome_ = std::move(outcome);
+    eventfd_write(ready_, 1);
+  }
+}
+
+/// True when a reading is due and there is room for what it gives.
+bool Worker::waitForWork(const std::stop_token& stop) {
+  while (!stop.stop_requested()) {
+    bool full = false;
+    {
+      const std::lock_guard lock(mutex_);
+      eventfd_t count = 0;
+      eventfd_read(wake_, &count);
+      full = outcome_.has_value();
+      if (requested_ && !full) {
+        requested_ = false;
+        return true;
+      }
+    }
+    const Clock::time_point now = Clock::now();
+    const Clock::time_point due = changed_ ? std::min(changeDue_, pollDue_) : pollDue_;
+    if (!full && due <= now) return true;
+    // Once a change is known, further ones need no wakening.
+    pollfd polled[] = {{wake_, POLLIN, 0}, {changed_ ? -1 : changes_.descriptor(), POLLIN, 0}};
+    // One millisecond more than what is cut off.
+    const auto rest = std::chrono::duration_cast<std::chrono::milliseconds>(due - now).count() + 1;
+    poll(polled, std::size(polled), full ? -1 : static_cast<int>(std::min<long>(rest, 3'600'000)));
+    if (polled[1].revents != 0) {
+      changed_ = true;
+      changeDue_ = std::max(changeDue_, Clock::now() + kSettle);
+    }
+  }
+  return false;
+}
+
+void Worker::schedule(Clock::duration cost) {
+  const Clock::time_point now = Clock::now();
+  pollDue_ = now + std::max(interval_, cost * kPollRest);
+  changeDue_ = now + std::max<Clock::duration>(kShortestRest, cost * kChangeRest);
+}
+
+Outcome Worker::look() {
+  const int error = changes_.open();
+  if (error != 0) return refused(refusalOf(error));
+  // What changes from here on is told after the reading.
+  changes_.drain();
+  changed_ = false;
+  const Clock::time_point start = Clock::now();
+  const auto text = library_.list();
+  if (!text) {
+    const bool broken = library_.isBroken();
+    library_.mend();
+    changed_ = broken;
+    return refused(broken ? "it changes faster than it can be read" : library_.error());
+  }
+  auto read = readRuleset(*text);
+  library_.release();
+  patience_ = std::max<Clock::duration>(kPatience, (Clock::now() - start) * kPatienceTimes).count();
+  if (const auto* why = std::get_if<std::string>(&read)) return refused(*why);
+  return publish(std::move(std::get<Ruleset>(read)));
+}
+
+Outcome Worker::refused(const std::string& why) {
+  if (why == refusal_) return {};
+  refusal_ = why;
+  return {{}, {{Severity::error, "nftables: the ruleset cannot be read: " + why}}};
+}
+
+Outcome Worker::publish(Ruleset ruleset) {
+  Update update = publication_.next(std::move(ruleset));
+  Outcome outcome{{}, std::move(update.lines)};
+  resets_ += update.resets;
+  const bool again = !refusal_.empty();
+  refusal_.clear();
+  const Clock::time_point now = Clock::now();
+  const bool news = again || update.summary != summary_ || resets_ != 0;
+  if (!saidAny_ || again || (news && now - saidAt_ >= kQuiet)) {
+    saidAny_ = true;
+    saidAt_ = now;
+    summary_ = update.summary;
+    std::string line = "nftables: publishing " + update.summary;
+    if (resets_ != 0) line += "; counters that began anew: " + std::to_string(resets_);
+    resets_ = 0;
+    outcome.lines.emplace_back(Severity::info, std::move(line));
+  }
+  std::visit([&](auto& content) { outcome.content = std::move(content); }, update.content);
+  if (const auto* changes = std::get_if<CounterChanges>(&outcome.content)) {
+    if (changes->empty()) outcome.content = std::monostate();
+  }
+  return outcome;
+}
+
+}  // namespace Sources::Nftables
