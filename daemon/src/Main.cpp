@@ -17,6 +17,7 @@
 #include "Options.h"
 #include "Plugins.h"
 #include "TraceFile.h"
+#include "nftables/RulesetSource.h"
 #include "openconfig/FileSource.h"
 #include "snmp/Agent.h"
 #include "snmp/Registration.h"
@@ -66,6 +67,10 @@ SourceList makeSources(const Options& options, const Sources::Mount& mount) {
   for (const std::string& file : options.aclFiles) {
     sources.push_back(std::make_unique<Sources::OpenConfig::FileSource>(
         mount, file + "#" + std::to_string(sources.size()), file, limitsOf(options)));
+  }
+  if (options.nftables) {
+    sources.push_back(std::make_unique<Sources::Nftables::RulesetSource>(
+        mount, "nftables#" + std::to_string(sources.size()), options.nftablesInterval));
   }
   return sources;
 }
@@ -122,8 +127,8 @@ int run(const Options& options) {
 
   const auto identity = wantedIdentity(options, agent);
   agent.open();
-  // Before any source opens what it reads, or begins a thread.
-  if (identity) identityIs(*identity, false);
+  // Before any source opens what it reads, or begins a thread. The ruleset is read with a privilege.
+  if (identity) identityIs(*identity, options.nftables);
   const auto sources =
       makeSources(options, {mounts.inputDir(), mounts.statusDir(), scheduler, logFor});
   for (const auto& source : sources) source->start();

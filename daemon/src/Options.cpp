@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <map>
 
+#include "nftables/RulesetSource.h"
 #include "openconfig/Document.h"
 #include "qel/Exception.h"
 #include "qel/Trace.h"
@@ -25,6 +26,7 @@ std::variant<Options, int> parseOptions(int argc, char** argv) {
   Options options;
   options.pluginDir = defaultPluginDir();
   options.maxAclFileSize = Sources::OpenConfig::Limits().octets;
+  options.nftablesInterval = Sources::Nftables::RulesetSource::kDefaultInterval;
 
   CLI::App app("Publishes access control lists over SNMP (ZORLEN-ACL-MIB).", "aclsnmpd");
   app.set_version_flag("--version", "aclsnmpd " ACLSNMPD_VERSION);
@@ -53,6 +55,13 @@ std::variant<Options, int> parseOptions(int argc, char** argv) {
   app.add_option("--max-acl-file-size", options.maxAclFileSize,
                  "largest ACL document that is read, in octets")
       ->type_name("OCTETS")
+      ->capture_default_str();
+  app.add_flag("--nftables", options.nftables,
+               "publish the nftables ruleset and its counters (needs CAP_NET_ADMIN)");
+  app.add_option("--nftables-interval", options.nftablesInterval,
+                 "seconds from one reading of the ruleset's counters to the next")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0.1, 86400.0))
       ->capture_default_str();
   CLI::Option* check =
       app.add_flag("--check", options.check,

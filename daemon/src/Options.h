@@ -25,6 +25,9 @@ struct Options {
   std::string traceFile;
   /// The largest ACL file that is read, in octets.
   uint64_t maxAclFileSize = 0;
+  /// Whether the nftables ruleset is published, and how often it is read, in seconds.
+  bool nftables = false;
+  double nftablesInterval = 0;
   bool check = false;
   Dump dump = Dump::none;
 };

@@ -31,9 +31,15 @@ void RulesetSource::reload() { worker_->request(); }
 
 std::vector<int> RulesetSource::descriptors() const { return {worker_->descriptor()}; }
 
+Progress RulesetSource::progress() const {
+  if (!failed_ || applier_->backlogSize() != 0) return Progress::reading;
+  return *failed_ ? Progress::failed : Progress::published;
+}
+
 void RulesetSource::handleReadable(int) {
   std::optional<Outcome> outcome = worker_->take();
   if (!outcome) return;
+  failed_ = outcome->failed;
   for (const auto& [severity, line] : outcome->lines) mount_.log(severity, line);
   if (auto* snapshot = std::get_if<Snapshot>(&outcome->content)) {
     applier_->snapshotIs(std::move(*snapshot));

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <new>
 #include <system_error>
 
 namespace Sources::Nftables {
@@ -105,7 +106,12 @@ void Worker::run(const std::stop_token& stop) {
   while (waitForWork(stop)) {
     const Clock::time_point start = Clock::now();
     began_ = start.time_since_epoch().count();
-    Outcome outcome = look();
+    Outcome outcome;
+    try {
+      outcome = look();
+    } catch (const std::bad_alloc&) {
+      outcome = refused("not enough memory");
+    }
     began_ = 0;
     schedule(Clock::now() - start);
     if (outcome.lines.empty() && std::holds_alternative<std::monostate>(outcome.content)) continue;
@@ -175,7 +181,7 @@ Outcome Worker::look() {
 Outcome Worker::refused(const std::string& why) {
   if (why == refusal_) return {};
   refusal_ = why;
-  return {{}, {{Severity::error, "nftables: the ruleset cannot be read: " + why}}};
+  return {{}, {{Severity::error, "nftables: the ruleset cannot be read: " + why}}, true};
 }
 
 Outcome Worker::publish(Ruleset ruleset) {

@@ -24,6 +24,7 @@ namespace Sources::Nftables {
 struct Outcome {
   std::variant<std::monostate, CounterChanges, Snapshot> content;
   std::vector<std::pair<Severity, std::string>> lines;
+  bool failed = false;
 };
 
 class Worker {

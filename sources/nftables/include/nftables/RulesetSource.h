@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,7 @@ class RulesetSource final : public Source {
   std::vector<int> descriptors() const override;
   void handleReadable(int descriptor) override;
   void reload() override;
+  Progress progress() const override;
 
  private:
   void watch();
@@ -44,6 +46,8 @@ class RulesetSource final : public Source {
   Qel::Ptr<Applier> applier_;
   Qel::Ptr<Mek::Task> watchdog_;
   std::unique_ptr<Worker> worker_;
+  /// Whether the last reading that was told of failed; nothing before the first.
+  std::optional<bool> failed_;
 };
 
 }  // namespace Sources::Nftables
