@@ -142,7 +142,7 @@ class Agent:
         if acls is not None:
             self.files.append(os.path.join(self.folder, "acls.json"))
             self.write(acls)
-        command = [*prefix, ACLSNMPD, "--conf", self.config_file]
+        command = [*prefix, *self.launch_prefix(), ACLSNMPD, "--conf", self.config_file]
         if listen:
             command += ["--listen", "udp:" + self.address]
         for file in self.files:
@@ -165,6 +165,13 @@ class Agent:
                 self.process.kill()
                 self.process.wait()
                 raise
+
+    def launch_prefix(self):
+        """What stands before the agent's command, for those that start it elsewhere."""
+        return []
+
+    def tool_prefix(self):
+        return []
 
     def __enter__(self):
         return self
@@ -219,7 +226,8 @@ class Agent:
         """A tool's completed run, with all values in a form that loses nothing."""
         address = address or self.address
         result = subprocess.run(
-            [tool, "-m", "", "-Onex", "-t", "10", "-r", "2", *security, address, *arguments],
+            [*self.tool_prefix(), tool, "-m", "", "-Onex", "-t", "10", "-r", "2", *security,
+             address, *arguments],
             capture_output=True,
             text=True,
             errors="replace",
