@@ -292,6 +292,33 @@ class Storms(Live):
         storm.kill()
 
 
+class Oddities(Live):
+    def test_a_ruleset_that_libnftables_gives_up_on_costs_nothing_else(self):
+        self.net.inner.nft(chain('accept comment "kept"'))
+        agent = self.agent(*OFTEN)
+        self.wait_for_numbers(agent, {"kept": 10})
+        file = tempfile.NamedTemporaryFile("wb", suffix=".nft")
+        self.addCleanup(file.close)
+        file.write(b'table ip bad {\n chain c {\n  iifname "x\xff" accept\n }\n}\n')
+        file.flush()
+        netns.run(*self.net.inner.prefix(), "nft", "-f", file.name)
+        agent.wait_for_log("the ruleset cannot be read: libnftables gives up on it")
+        self.assertEqual(self.numbers(agent), {"kept": 10})
+        self.net.inner.nft(chain('accept comment "later"') + "delete table ip bad")
+        self.wait_for_numbers(agent, {"later": 10})
+
+    def test_names_that_cannot_be_published_are_told_once(self):
+        agent = self.agent(*OFTEN)
+        self.net.inner.nft("table ip %s {\n chain c {\n }\n}" % ("t" * 99))
+        agent.wait_for_log("not published: its name has more than 100 octets")
+        self.net.inner.nft("table ip filter {\n chain c {\n }\n}\n"
+                           "table inet filter {\n chain c {\n }\n}")
+        wait_for(lambda: [key[0] for key in agent.column(1, 1, 2)]
+                 == ["filter/c", "inet filter/c"], "the names")
+        self.assertEqual(agent.log().count("more than 100 octets"), 1)
+        self.assertEqual(agent.log().count("published as 'inet filter/c'"), 1)
+
+
 class Privileges(Live):
     DOCUMENT = document(acl_set("doc", entries=[entry(10)]))
 

@@ -7,6 +7,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <csetjmp>
+#include <csignal>
 #include <cstdlib>
 #include <memory>
 #include <set>
@@ -56,6 +58,35 @@ std::string firstLine(std::string_view text) {
   return std::string(text.substr(0, text.find('\n')));
 }
 
+/// Where the listing of this thread goes on when the library gives up.
+thread_local sigjmp_buf* giveUp = nullptr;
+
+void handleAbort(int) {
+  // Anybody else's abort goes its way.
+  if (giveUp != nullptr) siglongjmp(*giveUp, 1);
+}
+
+enum class Listing { good, failed, gaveUp };
+
+/// The library asserts that its JSON can be built, and it cannot where a name in the ruleset is no
+/// UTF-8. That must not end the agent. Nothing here may have a destructor: it would not be run.
+Listing runListing(nft_ctx* context) {
+  struct sigaction action {};
+  struct sigaction before {};
+  sigjmp_buf place;
+  action.sa_handler = handleAbort;
+  sigaction(SIGABRT, &action, &before);
+  Listing result = Listing::gaveUp;
+  if (sigsetjmp(place, 1) == 0) {
+    giveUp = &place;
+    result =
+        nft_run_cmd_from_buffer(context, "list ruleset") == 0 ? Listing::good : Listing::failed;
+  }
+  giveUp = nullptr;
+  sigaction(SIGABRT, &before, nullptr);
+  return result;
+}
+
 }  // namespace
 
 Library::~Library() { close(); }
@@ -89,8 +120,20 @@ void Library::close() {
   context_ = nullptr;
 }
 
+/// What the library was doing when it gave up is left as it is, but for the socket.
+void Library::abandon() {
+  gaveUp_ = true;
+  error_ = "libnftables gives up on it; a name in it may be no UTF-8";
+  buffered_ = false;
+  context_ = nullptr;
+  const std::lock_guard lock(mutex_);
+  if (socket_ >= 0) ::close(socket_);
+  socket_ = -1;
+}
+
 std::optional<std::string_view> Library::list() {
   broken_ = false;
+  gaveUp_ = false;
   error_.clear();
   release();
   if (!open()) return std::nullopt;
@@ -102,13 +145,17 @@ std::optional<std::string_view> Library::list() {
   buffered_ = true;
   nft_ctx_buffer_output(context_);
   nft_ctx_buffer_error(context_);
-  const int result = nft_run_cmd_from_buffer(context_, "list ruleset");
+  const Listing result = runListing(context_);
+  if (result == Listing::gaveUp) {
+    abandon();
+    return std::nullopt;
+  }
   {
     const std::lock_guard lock(mutex_);
     broken_ = breaking_;
   }
   // A listing that was broken off may look well and be half of one.
-  if (result == 0 && !broken_) return nft_ctx_get_output_buffer(context_);
+  if (result == Listing::good && !broken_) return nft_ctx_get_output_buffer(context_);
   error_ = broken_ ? "broken off" : firstLine(nft_ctx_get_error_buffer(context_));
   close();
   return std::nullopt;

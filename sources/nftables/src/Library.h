@@ -28,6 +28,9 @@ class Library {
   const std::string& error() const { return error_; }
   /// Whether the last listing was broken off.
   bool isBroken() const { return broken_; }
+  /// Whether the library gave up on the ruleset as it is. Its memory is lost: do not ask again
+  /// before something has changed.
+  bool gaveUp() const { return gaveUp_; }
   /// Gives back what the last listing holds of memory.
   void release();
 
@@ -39,10 +42,12 @@ class Library {
  private:
   bool open();
   void close();
+  void abandon();
 
   nft_ctx* context_ = nullptr;
   bool buffered_ = false;
   bool broken_ = false;
+  bool gaveUp_ = false;
   std::string error_;
 
   std::mutex mutex_;

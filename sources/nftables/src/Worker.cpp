@@ -27,8 +27,11 @@ constexpr auto kShortestRest = 100ms;
 /// A reading is broken off after this time, or after as many times what the last good one took.
 constexpr auto kPatience = 3s;
 constexpr int kPatienceTimes = 5;
-/// How often a line may be said that could be said every time.
+/// The rest when only a change of the ruleset can help.
+constexpr auto kGivenUpRest = 1h;
+/// Lines that could be said every time: so many in this time.
 constexpr auto kQuiet = 10s;
+constexpr int kMaxNews = 5;
 
 int newEventDescriptor() {
   const int descriptor = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
@@ -153,7 +156,8 @@ bool Worker::waitForWork(const std::stop_token& stop) {
 
 void Worker::schedule(Clock::duration cost) {
   const Clock::time_point now = Clock::now();
-  pollDue_ = now + std::max(interval_, cost * kPollRest);
+  const auto rest = library_.gaveUp() ? Clock::duration(kGivenUpRest) : cost * kPollRest;
+  pollDue_ = now + std::max(interval_, rest);
   changeDue_ = now + std::max<Clock::duration>(kShortestRest, cost * kChangeRest);
 }
 
@@ -192,9 +196,9 @@ Outcome Worker::publish(Ruleset ruleset) {
   refusal_.clear();
   const Clock::time_point now = Clock::now();
   const bool news = again || update.summary != summary_ || resets_ != 0;
-  if (!saidAny_ || again || (news && now - saidAt_ >= kQuiet)) {
-    saidAny_ = true;
-    saidAt_ = now;
+  if (now - newsSince_ >= kQuiet) newsCount_ = 0;
+  if (again || (news && newsCount_ < kMaxNews)) {
+    if (newsCount_++ == 0) newsSince_ = now;
     summary_ = update.summary;
     std::string line = "nftables: publishing " + update.summary;
     if (resets_ != 0) line += "; counters that began anew: " + std::to_string(resets_);

@@ -79,8 +79,8 @@ class Worker {
   std::string refusal_;
   std::string summary_;
   size_t resets_ = 0;
-  Clock::time_point saidAt_;
-  bool saidAny_ = false;
+  Clock::time_point newsSince_;
+  int newsCount_ = 0;
 
   std::jthread thread_;
 };
