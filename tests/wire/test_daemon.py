@@ -39,7 +39,8 @@ class CommandLine(unittest.TestCase):
         usage = run("--help")
         self.assertEqual(usage.returncode, 0)
         for option in ("--acl", "--listen", "--conf", "--plugin-dir", "--context", "--trace",
-                       "--trace-file", "--user", "--check", "--dump", "--version", "--help"):
+                       "--trace-file", "--user", "--nftables",
+                       "--nftables-interval", "--check", "--dump", "--version", "--help"):
             self.assertIn(option, usage.stdout)
 
     def test_a_mistake_is_named(self):

@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <linux/netlink.h>
+#include <malloc.h>
 #include <nftables/libnftables.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -166,6 +167,8 @@ void Library::release() {
   buffered_ = false;
   nft_ctx_unbuffer_output(context_);
   nft_ctx_unbuffer_error(context_);
+  // A big listing takes many times what is published of it, and in small pieces.
+  malloc_trim(0);
 }
 
 void Library::breakOff() {
