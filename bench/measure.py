@@ -1,5 +1,9 @@
 #!/usr/bin/env python3
-"""Runs all measurements and writes the tables of docs/performance.md; see bench/run."""
+"""Runs all measurements and writes the tables of docs/performance.md; see bench/run.
+
+`smoke` goes through all of it on tiny models and prints what it finds: it shows that the measuring
+works and measures nothing.
+"""
 
 import json
 import os
@@ -12,9 +16,10 @@ import report
 from processes import (BUILD, PASS, PENDING, RULES, STATS, TDATA_ALL, TDATA_ONE, UPTIME, Agent,
                        PassPersist)
 
-QUICK = "quick" in sys.argv[1:]
-ROUNDS = 3 if QUICK else 5
-SECONDS = 0.4 if QUICK else 1.5
+SMOKE = "smoke" in sys.argv[1:]
+QUICK = SMOKE or "quick" in sys.argv[1:]
+ROUNDS = 1 if SMOKE else 3 if QUICK else 5
+SECONDS = 0.02 if SMOKE else 0.4 if QUICK else 1.5
 # A model of so many rules, as ACLs of 100.
 SIZES = {1000: (10, 100), 10000: (100, 100), 100000: (1000, 100)}
 ALL_COLUMNS = ",".join(map(str, range(2, 22)))
@@ -29,6 +34,11 @@ def say(text):
 
 def median(values):
     return statistics.median(values)
+
+
+def sized(shape):
+    """The shape that is really made for one that is asked for."""
+    return (max(2, shape[0] // 500), max(2, shape[1] // 10)) if SMOKE else shape
 
 
 class Rates:
@@ -81,7 +91,7 @@ def requests(out):
         for size, shape in SIZES.items():
             say("a model of %d rules" % size)
             types = ("ipv4", "ipv6", "mac") if size < 100000 or not QUICK else ("ipv4",)
-            agents[size] = Agent(shape, types, peers=True)
+            agents[size] = Agent(sized(shape), types, peers=True)
         say("requests")
         column = ("--base", RULES, "--columns", COLUMN)
         row = ("--base", RULES, "--columns", ALL_COLUMNS)
@@ -115,7 +125,7 @@ def requests(out):
         out["single"], out["many"] = single, many
 
         say("pass_persist under stock snmpd")
-        with PassPersist(SIZES[100000]) as stock:
+        with PassPersist(sized(SIZES[100000])) as stock:
             script = in_rounds([("GETNEXT", rate(stock, "getnext", "--base", PASS + ".1",
                                                  "--columns", COLUMN, window=4))], "requests")
             script |= in_rounds([("GETBULK(50)", rate(stock, "getbulk", "--base", PASS + ".1",
@@ -180,7 +190,7 @@ def walks(agents):
                 for table, (number, columns) in tables.items():
                     if round_number != 0 and table != "rules":
                         continue
-                    rows = size if table != "ACLs" else agent.shape[0]
+                    rows = agent.shape[0] * (1 if table == "ACLs" else agent.shape[1])
                     values = rows * (rule_columns if table == "rules" else columns)
                     name = table if acl_type == "ipv4" else acl_type + " " + table
                     oid = "1.3.6.1.4.1.32473.3.5.1.%d.%d" % (group, number)
@@ -211,13 +221,13 @@ def synchronisation(out):
         rounds = 1 if shape == (10000, 100) else ROUNDS
         say("synchronisation of %d x %d" % shape)
         for _ in range(rounds):
-            with Agent(shape) as agent:
+            with Agent(sized(shape)) as agent:
                 out["shapes"].setdefault(shape, []).append(agent.model["ipv4"])
                 if shape == (1000, 100):
                     for way in ("inplace", "version"):
                         for _ in range(10):
                             out.setdefault("change " + way, []).append(agent.command("change " + way))
-                    out.setdefault("delete", []).append(agent.command("delete 1000"))
+                    out.setdefault("delete", []).append(agent.command("delete %d" % agent.shape[0]))
     rows = out["shapes"][1000, 100]
     memory = median(run["row_bytes"] / run["rows"] for run in rows)
     out["memory"] = memory, median(run["model_bytes"] / run["rows"] for run in rows)
@@ -231,12 +241,12 @@ def bursts(out):
     out["bursts"] = {}
     for names, rules, changes in ((10000, 1, 10000), (1000, 10, 10000)):
         say("a burst of %d changes to %d ACLs of %d" % (changes, names, rules))
-        with Agent((names, rules)) as agent:
+        with Agent(sized((names, rules))) as agent:
             asked = ("--base", RULES, "--columns", COLUMN, "--oid", PENDING)
             runs = []
             for _ in range(ROUNDS):
                 idle = rate(agent, "get", *asked, window=1)()
-                applied = agent.command("burst %d %d" % (names, changes))
+                applied = agent.command("burst %d %d" % (agent.shape[0], changes))
                 busy = agent.client("rate", "--op", "get", "--window", 1, *asked, "--until-zero", PENDING)
                 runs.append((idle, busy, applied | agent.command("drained")))
             out["bursts"][names, rules, changes] = runs
@@ -250,8 +260,8 @@ def bursts(out):
 def micro(out):
     say("micro benchmarks")
     program = os.path.join(BUILD, "bin", "aclsnmp-bench-micro")
-    run = subprocess.run([program, "--benchmark_format=json", "--benchmark_repetitions=%d" % ROUNDS,
-                          "--benchmark_min_time=%g" % (0.02 if QUICK else 0.2)],
+    run = subprocess.run([program, "--benchmark_format=json", "--benchmark_repetitions=%d" % max(2, ROUNDS),
+                          "--benchmark_min_time=%g" % (0.001 if SMOKE else 0.02 if QUICK else 0.2)],
                          capture_output=True, text=True, check=True)
     out["micro"] = [(b["run_name"], b["cpu_time"]) for b in json.loads(run.stdout)["benchmarks"]
                     if b.get("aggregate_name") == "median"]
@@ -260,6 +270,7 @@ def micro(out):
 def instructions(out):
     """Instructions for one operation: the difference of two runs of different length."""
     out["instructions"] = []
+    one, many = (10, 20) if SMOKE else (100, 600)
     callgrind = ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null"]
 
     def collected(text):
@@ -278,7 +289,6 @@ def instructions(out):
                              check=True)
         return collected(run.stderr)
 
-    one, many = 500, 2500
     for name, arguments in (
             ("GET sysUpTime.0", ("--op", "get", "--oid", UPTIME)),
             ("GETNEXT, one column", ("--op", "getnext", "--base", RULES, "--columns", COLUMN)),
@@ -305,8 +315,8 @@ def main():
     micro(out)
     instructions(out)
     out["machine"]["load after"] = report.load()
-    report.write(out, QUICK)
-    sys.exit(1 if any(not figure.passed() for figure in out["required"]) else 0)
+    report.write(out, QUICK, to_page=not SMOKE)
+    sys.exit(1 if not SMOKE and any(not figure.passed() for figure in out["required"]) else 0)
 
 
 main()

@@ -29,6 +29,7 @@ const std::vector<AclSnmp::AclRuleTableIndex>& indexes() {
 const AclSnmp::AclRuleTableIndex& anIndex(size_t i) { return indexes()[i % indexes().size()]; }
 
 void compareIndexes(benchmark::State& state) {
+  indexes();  // made before it is timed
   size_t i = 0;
   for (auto _ : state) {
     benchmark::DoNotOptimize(anIndex(i) < anIndex(i + 1));
@@ -38,12 +39,14 @@ void compareIndexes(benchmark::State& state) {
 BENCHMARK(compareIndexes);
 
 void lookUpRow(benchmark::State& state) {
+  indexes();
   size_t i = 0;
   for (auto _ : state) benchmark::DoNotOptimize(large().mib().ipAclRuleTable(anIndex(i++)));
 }
 BENCHMARK(lookUpRow);
 
 void positionIterator(benchmark::State& state) {
+  indexes();
   size_t i = 0;
   for (auto _ : state) {
     benchmark::DoNotOptimize(large().mib().ipAclRuleTable().startAt(anIndex(i++)));
