@@ -110,6 +110,7 @@ class OrderedCollection {
   OrderedCollection(OrderedCollection&& other) : OrderedCollection() {
     other.release();
     map_.swap(other.map_);
+    other.lastFound_ = other.map_.end();
   }
   OrderedCollection& operator=(OrderedCollection&&) = delete;
   ~OrderedCollection() { release(); }
@@ -131,9 +132,15 @@ class OrderedCollection {
   const Key& firstKey() const { return map_.begin()->first; }
 
   ConstIterator begin() const { return ConstIterator(*this, map_.begin()); }
-  /// At the first entry whose key is not less than `key`; at end when there is none.
+  /// At the first entry whose key is not less than `key`; at end when there is none. Asking for the
+  /// entry that was found last, or for the one after it, as a walk from request to request does,
+  /// needs no search.
   ConstIterator startAt(const Key& key) const {
-    return ConstIterator(*this, map_.lower_bound(key));
+    if (!isAt(lastFound_, key)) {
+      if (lastFound_ != map_.end()) ++lastFound_;
+      if (!isAt(lastFound_, key)) lastFound_ = map_.lower_bound(key);
+    }
+    return ConstIterator(*this, lastFound_);
   }
 
   /// False, and nothing done, when the key holds an equal value already.
@@ -158,6 +165,7 @@ class OrderedCollection {
     if (found == map_.end()) return std::nullopt;
     if (iteratorOn(found) == nullptr) {
       std::optional<Value> value(std::move(found->second));
+      if (lastFound_ == found) lastFound_ = map_.end();
       map_.erase(found);
       return value;
     }
@@ -168,6 +176,11 @@ class OrderedCollection {
   bool erase(const Key& key) { return take(key).has_value(); }
 
  private:
+  bool isAt(Position position, const Key& key) const {
+    const Less less;
+    return position != map_.end() && !less(position->first, key) && !less(key, position->first);
+  }
+
   ConstIterator* iteratorOn(Position position) const {
     ConstIterator* iterator = iterators_;
     while (iterator != nullptr && iterator->position_ != position) iterator = iterator->next_;
@@ -181,6 +194,7 @@ class OrderedCollection {
       iterator->leave();
       iterator->removed_ = holder;
     }
+    if (lastFound_ == position) lastFound_ = map_.end();
     holder->insert(map_.extract(position));
   }
   void release() {
@@ -194,6 +208,7 @@ class OrderedCollection {
   }
 
   Map map_;
+  mutable Position lastFound_ = map_.end();
   mutable ConstIterator* iterators_ = nullptr;
 };
 
