@@ -30,7 +30,9 @@ class String8 {
   bool sharesWith(const String8& other) const { return rep_ == other.rep_; }
 
   friend bool operator==(const String8& a, const String8& b) {
-    return a.rep_ == b.rep_ || a.view() == b.view();
+    if (a.rep_ == b.rep_) return true;
+    if (!a.rep_ || !b.rep_ || a.rep_->hash != b.rep_->hash) return false;
+    return a.rep_->text == b.rep_->text;
   }
   friend std::strong_ordering operator<=>(const String8& a, const String8& b) {
     if (a.rep_ == b.rep_) return std::strong_ordering::equal;
