@@ -22,6 +22,10 @@ namespace Qel {
 void threadSafePointersIs(bool on);
 bool threadSafePointers();
 
+namespace detail {
+extern bool threadSafeReferences;
+}
+
 class PtrInterface {
  public:
   PtrInterface(const PtrInterface&) = delete;
@@ -29,8 +33,23 @@ class PtrInterface {
 
   uint32_t references() const { return references_.load(std::memory_order_relaxed); }
 
-  void newReference() const;
-  void deleteReference() const;
+  void newReference() const {
+    if (detail::threadSafeReferences) {
+      references_.fetch_add(1, std::memory_order_relaxed);
+    } else {
+      references_.store(references() + 1, std::memory_order_relaxed);
+    }
+  }
+  void deleteReference() const {
+    uint32_t left = 0;
+    if (detail::threadSafeReferences) {
+      left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    } else {
+      left = references() - 1;
+      references_.store(left, std::memory_order_relaxed);
+    }
+    if (left == 0) lastReferenceGone();
+  }
 
  protected:
   PtrInterface() = default;
@@ -41,6 +60,8 @@ class PtrInterface {
   virtual void zeroReferencesIs();
 
  private:
+  void lastReferenceGone() const;
+
   mutable std::atomic<uint32_t> references_{0};
 };
 
