@@ -114,16 +114,19 @@ class RuleTableEntry : public SequenceEntry {
     const Acl::AclSubConfig* config = current();
     return config == nullptr ? Acl::RemarkConfig() : config->remarkBySequence(index().seqId());
   }
-  Acl::Action action() const { return ruleConfig().action; }
-  bool log() const { return ruleConfig().log; }
+  Acl::Action action() const { return rule().action; }
+  bool log() const { return rule().log; }
   Qel::String8 remark() const { return remarkConfig().text; }
 
  protected:
-  /// The rule at the row's sequence number, or a default one.
-  RuleConfigT ruleConfig() const {
+  /// The rule at the row's sequence number, or a default one; valid until the configuration
+  /// changes.
+  const RuleConfigT& rule() const {
+    static const RuleConfigT absent;
     const Acl::AclSubConfig* config = current();
-    if (config == nullptr) return RuleConfigT();
-    return (config->*rules)().valueOr(uniqueId(), RuleConfigT());
+    if (config == nullptr) return absent;
+    const RuleConfigT* found = (config->*rules)().find(uniqueId());
+    return found == nullptr ? absent : *found;
   }
 };
 
@@ -134,7 +137,8 @@ class L3RuleTableEntry : public RuleTableEntry<RuleConfigT, rules> {
  public:
   using RuleTableEntry<RuleConfigT, rules>::RuleTableEntry;
 
-  typename RuleConfigT::Filter filter() const { return this->ruleConfig().filter; }
+  /// Valid until the configuration changes.
+  const typename RuleConfigT::Filter& filter() const { return this->rule().filter; }
   uint32_t proto() const { return filter().proto; }
   Acl::RangeOperator sportOper() const { return filter().sport.oper; }
   Qel::String8 sports() const { return filter().sport.ports; }
@@ -150,7 +154,7 @@ class IpAclRuleTableEntry final
  public:
   using L3RuleTableEntry::L3RuleTableEntry;
 
-  Acl::IpRuleConfig ipRuleConfig() const { return ruleConfig(); }
+  Acl::IpRuleConfig ipRuleConfig() const { return rule(); }
   Kavet::IpAddr sourceAddr() const { return filter().source; }
   Kavet::IpAddr sourceMask() const { return filter().sourceMask; }
   Kavet::IpAddr destAddr() const { return filter().destination; }
@@ -166,7 +170,7 @@ class Ipv6AclRuleTableEntry final
  public:
   using L3RuleTableEntry::L3RuleTableEntry;
 
-  Acl::Ip6RuleConfig ip6RuleConfig() const { return ruleConfig(); }
+  Acl::Ip6RuleConfig ip6RuleConfig() const { return rule(); }
   Kavet::Ip6Addr sourceAddr() const { return filter().source().address; }
   /// The mask of the prefix length. A length above 128 throws `std::out_of_range`.
   Kavet::Ip6Addr sourceMask() const;
@@ -181,12 +185,12 @@ class MacAclRuleTableEntry final
  public:
   using RuleTableEntry::RuleTableEntry;
 
-  Acl::MacRuleConfig macRuleConfig() const { return ruleConfig(); }
-  Kavet::EthAddr sourceAddr() const { return ruleConfig().filter.source; }
-  Kavet::EthAddr sourceMask() const { return ruleConfig().filter.sourceMask; }
-  Kavet::EthAddr destAddr() const { return ruleConfig().filter.destination; }
-  Kavet::EthAddr destMask() const { return ruleConfig().filter.destinationMask; }
-  uint32_t proto() const { return ruleConfig().filter.proto; }
+  Acl::MacRuleConfig macRuleConfig() const { return rule(); }
+  Kavet::EthAddr sourceAddr() const { return rule().filter.source; }
+  Kavet::EthAddr sourceMask() const { return rule().filter.sourceMask; }
+  Kavet::EthAddr destAddr() const { return rule().filter.destination; }
+  Kavet::EthAddr destMask() const { return rule().filter.destinationMask; }
+  uint32_t proto() const { return rule().filter.proto; }
 };
 
 /// The packet counter of one rule.
