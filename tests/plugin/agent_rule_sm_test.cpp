@@ -1,63 +1,22 @@
-#include "Fixtures.h"
-#include "agent/AclRuleMibSm.h"
+#include "agent_rule_sm.h"
 
 namespace {
 
 using AclSnmp::AclRuleMibSm;
 using Fixtures::acl;
-using Fixtures::AclMib;
 using Fixtures::AllTypes;
 using Fixtures::idOf;
 using Fixtures::keys;
-using Fixtures::kNoType;
-using Fixtures::MibLog;
-using Fixtures::Ptr;
 using Fixtures::Strings;
 using Fixtures::subConfig;
 using Fixtures::timedBlocks;
 using Fixtures::TypeNames;
-using Support::Traced;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::ThrowsMessage;
 
 template <class T>
-class RuleSm : public testing::Test {
- protected:
-  using RuleEntry = typename T::RuleEntry;
-  using StatsEntry = typename T::StatsEntry;
-
-  void make() { sm_ = Qel::make<AclRuleMibSm>(acl_, mib_); }
-  static std::string rule(char there, const char* key) {
-    return there + std::string(T::kTable) + "RuleTable " + key;
-  }
-  static std::string stats(char there, const char* key) {
-    return there + std::string(T::kTable) + "RuleStatsTable " + key;
-  }
-  void expectRows(const Strings& expected) {
-    EXPECT_EQ(keys<RuleEntry>(*mib_), expected);
-    EXPECT_EQ(keys<StatsEntry>(*mib_), expected);
-  }
-  Ptr<StatsEntry> statsRow(uint32_t seq, const char* name = "b") {
-    return mib_->template entry<StatsEntry>({name, seq});
-  }
-  Ptr<RuleEntry> ruleRow(uint32_t seq) { return mib_->template entry<RuleEntry>({"b", seq}); }
-  /// Rows of other ACLs, before and behind those of "b".
-  void addNeighbours() {
-    for (const char* name : {"a", "c", "bb"}) {
-      mib_->template entryIs<RuleEntry>({name, 10}, acl_);
-      mib_->template entryIs<StatsEntry>({name, 10}, acl_, 1.0);
-    }
-  }
-
-  Qel::ManualClock clock_{100};
-  Ptr<AclMib> mib_ = AclSnmp::AclMibIs("mib");
-  Ptr<Acl::AclSubConfig> sub_ = subConfig({20, 10}, {15});
-  Ptr<Acl::AclConfig> acl_ = acl("b", T::kType, sub_);
-  Ptr<Acl::AclStatus> status_ = Qel::make<Acl::AclStatus>("b");
-  MibLog log_{mib_};
-  Ptr<AclRuleMibSm> sm_;
-};
+class RuleSm : public Fixtures::RuleSm<T> {};
 TYPED_TEST_SUITE(RuleSm, AllTypes, TypeNames);
 
 TYPED_TEST(RuleSm, AddsARowForEachRuleAndThenForEachRemark) {
@@ -351,76 +310,6 @@ TYPED_TEST(RuleSm, ItsEndLeavesTheRowsAndLetsEverythingGo) {
   this->sub_->ruleBySequenceDel(10);
   this->acl_->currCfgIs(nullptr);
   this->expectRows({"b 10", "b 15", "b 20"});
-}
-
-TYPED_TEST(RuleSm, DeathTestRowsOfItsAclAtTheStart) {
-  this->mib_->template entryIs<typename TypeParam::StatsEntry>({"b", 10}, this->acl_, 1.0);
-  EXPECT_DEATH(this->make(), "Assertion 'iter.key\\(\\).aclName\\(\\) != snmpName' failed");
-  this->mib_->template entryDelAll<typename TypeParam::StatsEntry>();
-  this->mib_->template entryIs<typename TypeParam::RuleEntry>({"b", 99}, this->acl_);
-  EXPECT_DEATH(this->make(), "Assertion 'iter.key\\(\\).aclName\\(\\) != snmpName' failed");
-}
-
-TEST(RuleSmDeathTest, AnAclOfNoType) {
-  const auto mib = AclSnmp::AclMibIs("mib");
-  EXPECT_DEATH(Qel::make<AclRuleMibSm>(acl("b", kNoType), mib),
-               "Assertion 'config\\(\\)->type\\(\\) == Acl::ipv6\\(\\)' failed");
-}
-
-TYPED_TEST(RuleSm, TellsWhatItDoes) {
-  this->addNeighbours();
-  const auto line = [](int level, const std::string& text) {
-    return Traced{"AclSnmpSm", level, text};
-  };
-  Support::TraceCapture traces("AclSnmpSm=8");
-  this->make();
-  EXPECT_THAT(traces.traced(), ElementsAre(line(8, "AclRuleMibSm::handleInitialized b"),
-                                           line(8, "AclRuleMibSm::handleAclCurrCfg b"),
-                                           line(7, "handleAclCurrCfg add rule : b : 10"),
-                                           line(7, "handleAclCurrCfg add rule : b : 20"),
-                                           line(7, "handleAclCurrCfg add rule : b : 15")));
-  EXPECT_THAT(traces.sources(), testing::Each("AclSnmpAgent"));
-  traces.clear();
-  this->acl_->currCfgIs(subConfig({10}, {15}));
-  EXPECT_THAT(traces.traced(),
-              ElementsAre(line(8, "AclRuleMibSm::handleAclCurrCfg b"),
-                          line(7, "handleAclCurrCfg add rule : b : 10"),
-                          line(7, "handleAclCurrCfg add rule : b : 15"),
-                          line(7,
-                               "handleAclCurrCfg delete rule : Value('AclSnmp::"
-                               "AclRuleTableIndex', ** {'aclName': 'b', 'seqId': 20})")));
-  const auto current = subConfig({10});
-  this->acl_->currCfgIs(current);
-  traces.clear();
-  current->ruleBySequenceIs(4294967295U, idOf(1));
-  current->ruleBySequenceDel(10);
-  EXPECT_THAT(traces.traced(), ElementsAre(line(8, "AclRuleMibSm::handleAclRuleConfig: 4294967295"),
-                                           line(8, "handleAclRuleConfig add rule : b : 4294967295"),
-                                           line(8, "AclRuleMibSm::handleAclRuleConfig: 10"),
-                                           line(8, "handleAclRuleConfig delete rule : b : 10")));
-  traces.clear();
-  this->sm_->statusIs(this->status_);
-  EXPECT_THAT(traces.traced(), IsEmpty());
-  this->sm_->doClose();
-  EXPECT_THAT(traces.traced(), ElementsAre(line(8, "AclRuleMibSm::doClose: b")));
-}
-
-TYPED_TEST(RuleSm, EveryHandlerIsATimedBlock) {
-  Velomark::recordsDel();
-  this->make();
-  this->sub_->ruleBySequenceDel(10);
-  this->sm_->statusIs(this->status_);
-  this->sm_->statusIs(this->status_);
-  this->sm_->statusDel();
-  this->sm_->doClose();
-  EXPECT_THAT(timedBlocks(),
-              ElementsAre("1 void AclSnmp::AclRuleMibSm::handleAclCurrCfg()",
-                          "1 void AclSnmp::AclRuleMibSm::handleInitialized()",
-                          "1 void AclSnmp::AclRuleMibSm::handleAclRuleConfig(uint32_t)",
-                          "1 void AclSnmp::AclRuleMibSm::handleAclStatus()",
-                          "1 void AclSnmp::AclRuleMibSm::handleAclStatus()",
-                          "1 void AclSnmp::AclRuleMibSm::doClose()"));
-  Velomark::recordsDel();
 }
 
 }  // namespace

@@ -1,110 +1,17 @@
-#include <algorithm>
-
-#include "Fixtures.h"
-#include "codef/AclSnmpTypeCodef.h"
+#include "codef_sides.h"
 #include "qel/Type.h"
 
 namespace {
 
 using Fixtures::acl;
-using Fixtures::AclLog;
-using Fixtures::Ptr;
 using Fixtures::Strings;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::ThrowsMessage;
 
-struct ConfigSide {
-  using Codef = AclSnmp::AclSnmpTypeConfigCodef;
-  using Input = Acl::AclTypeConfig;
-  using Mirror = AclSnmp::AclSnmpTypeConfig;
-  static constexpr const char* kSide = "Config";
-  static constexpr const char* kType = "AclSnmp::AclSnmpTypeConfigCodef";
-  static constexpr const char* kHandle =
-      "void AclSnmp::AclSnmpTypeConfigCodef::handleAclConfig(Qel::Name)";
-  static auto member(const char* name) { return acl(name, Acl::mac()); }
-  static auto in(const Codef& codef) { return codef.cfgIn(); }
-  static auto out(const Codef& codef) { return codef.cfgOut(); }
-  static void inIs(Codef& codef, const Ptr<const Input>& in) { codef.cfgInIs(in); }
-  static auto inDel(Codef& codef) { return codef.cfgInDel(); }
-  static void handle(Codef& codef, const char* name) { codef.handleAclConfig(name); }
-  static constexpr auto kMake = &AclSnmp::AclSnmpTypeConfigCodefIs;
-  static constexpr auto kFactory = &AclSnmp::aclSnmpTypeConfigCodefFactory;
-};
-struct StatusSide {
-  using Codef = AclSnmp::AclSnmpTypeStatusCodef;
-  using Input = Acl::AclTypeStatus;
-  using Mirror = AclSnmp::AclSnmpTypeStatus;
-  static constexpr const char* kSide = "Status";
-  static constexpr const char* kType = "AclSnmp::AclSnmpTypeStatusCodef";
-  static constexpr const char* kHandle =
-      "void AclSnmp::AclSnmpTypeStatusCodef::handleAclStatus(Qel::Name)";
-  static auto member(const char* name) { return Qel::make<Acl::AclStatus>(name); }
-  static auto in(const Codef& codef) { return codef.statusIn(); }
-  static auto out(const Codef& codef) { return codef.statusOut(); }
-  static void inIs(Codef& codef, const Ptr<const Input>& in) { codef.statusInIs(in); }
-  static auto inDel(Codef& codef) { return codef.statusInDel(); }
-  static void handle(Codef& codef, const char* name) { codef.handleAclStatus(name); }
-  static constexpr auto kMake = &AclSnmp::AclSnmpTypeStatusCodefIs;
-  static constexpr auto kFactory = &AclSnmp::aclSnmpTypeStatusCodefFactory;
-};
-struct SideNames {
-  template <class T>
-  static std::string GetName(int) {
-    return T::kSide;
-  }
-};
-
 template <class Side>
-class CodefTest : public testing::Test {
- protected:
-  using Codef = typename Side::Codef;
-  using Input = typename Side::Input;
-  using Mirror = typename Side::Mirror;
-
-  void make() { codef_ = Side::kMake(scheduler_, 2, "the task", in_, mirror_); }
-  void makeWith(std::initializer_list<const char*> names) {
-    add(names);
-    make();
-  }
-  void add(std::initializer_list<const char*> names) {
-    for (const char* name : names) in_->aclIs(Side::member(name));
-  }
-  uint64_t run() {
-    const uint64_t before = codef_->updatesProcessed();
-    EXPECT_TRUE(scheduler_->runNext());
-    return codef_->updatesProcessed() - before;
-  }
-  Strings backlog() const {
-    Strings all;
-    for (auto it = codef_->backlog().begin(); it; ++it) {
-      EXPECT_EQ(it.value().name, it.key());
-      all.push_back(it.key().string().str() + (it.value().value ? "" : " false"));
-    }
-    return all;
-  }
-  /// Names as the backlog is walked.
-  static std::vector<Qel::Name> hashOrder(std::vector<Qel::Name> names) {
-    std::sort(names.begin(), names.end(), Qel::HashLess());
-    return names;
-  }
-  static std::string plus(const Qel::Name& name) { return "+" + name.string().str(); }
-  void expectMirrorEqualsInput() {
-    EXPECT_EQ(mirror_->acl().size(), in_->acl().size());
-    for (auto it = in_->acl().begin(); it; ++it) {
-      EXPECT_EQ(mirror_->acl(it.key()), it.value().acl) << it.key();
-    }
-  }
-
-  Qel::ManualClock clock_{100};
-  Ptr<Mek::TaskScheduler> scheduler_ = Qel::make<Mek::TaskScheduler>();
-  Ptr<Input> in_ = Qel::make<Input>("in", Acl::mac());
-  Ptr<Mirror> mirror_ = Qel::make<Mirror>("mirror", Acl::mac());
-  AclLog<Mirror> log_{mirror_};
-  Ptr<Codef> codef_;
-};
-using Sides = testing::Types<ConfigSide, StatusSide>;
-TYPED_TEST_SUITE(CodefTest, Sides, SideNames);
+class CodefTest : public Fixtures::CodefTest<Side> {};
+TYPED_TEST_SUITE(CodefTest, Fixtures::Sides, Fixtures::SideNames);
 
 TYPED_TEST(CodefTest, IsLiveAsSoonAsItExists) {
   this->make();
@@ -333,86 +240,6 @@ TYPED_TEST(CodefTest, TheBacklogTakesEntriesByHand) {
   EXPECT_EQ(this->codef_->backlogSize(), 0U);
   EXPECT_EQ(this->codef_->updatesSeen(), 0U);
   EXPECT_FALSE(this->scheduler_->pending());
-}
-
-TYPED_TEST(CodefTest, AnotherInputIsWatchedButNotQueued) {
-  this->makeWith({"a"});
-  this->run();
-  const auto other = Qel::make<typename TypeParam::Input>("other", Acl::ipv6());
-  other->aclIs(TypeParam::member("b"));
-  TypeParam::inIs(*this->codef_, other);
-  EXPECT_EQ(TypeParam::in(*this->codef_), other);
-  EXPECT_EQ(this->codef_->type(), Acl::ipv6());
-  this->add({"c"});
-  EXPECT_EQ(this->codef_->backlogSize(), 0U);
-  other->aclIs(TypeParam::member("d"));
-  EXPECT_THAT(this->backlog(), ElementsAre("d"));
-  TypeParam::inIs(*this->codef_, other);
-  EXPECT_EQ(other->notifieeList().size(), 1U);
-  EXPECT_EQ(this->in_->notifieeList().size(), 0U);
-}
-
-TYPED_TEST(CodefTest, AnInputMayBeTakenAwayAndGivenBack) {
-  this->make();
-  EXPECT_EQ(TypeParam::inDel(*this->codef_), this->in_);
-  EXPECT_EQ(TypeParam::inDel(*this->codef_), nullptr);
-  EXPECT_EQ(TypeParam::in(*this->codef_), nullptr);
-  this->add({"a"});
-  TypeParam::inIs(*this->codef_, this->in_);
-  EXPECT_EQ(this->codef_->backlogSize(), 0U);
-  this->add({"b"});
-  EXPECT_THAT(this->backlog(), ElementsAre("b"));
-  TypeParam::inIs(*this->codef_, nullptr);
-  EXPECT_EQ(TypeParam::in(*this->codef_), nullptr);
-  EXPECT_EQ(this->in_->notifieeList().size(), 0U);
-}
-
-TYPED_TEST(CodefTest, NamesThatWaitWhenTheInputGoesCountAsAbsent) {
-  this->makeWith({"a", "b"});
-  this->run();
-  this->log_.take();
-  this->in_->aclNotify("a");
-  TypeParam::inDel(*this->codef_);
-  EXPECT_EQ(this->run(), 1U);
-  EXPECT_THAT(this->log_.take(), ElementsAre("-a"));
-}
-
-TYPED_TEST(CodefTest, FollowsItsInputWhileNotificationsAreOn) {
-  this->make();
-  this->codef_->hasNotificationActiveIs(false);
-  EXPECT_FALSE(this->codef_->hasNotificationActive());
-  this->add({"a"});
-  EXPECT_EQ(this->codef_->backlogSize(), 0U);
-  TypeParam::inDel(*this->codef_);
-  TypeParam::inIs(*this->codef_, this->in_);  // a new reactor has the flag too
-  this->add({"b"});
-  EXPECT_EQ(this->codef_->backlogSize(), 0U);
-  this->codef_->hasNotificationActiveIs(true);
-  this->add({"c"});
-  EXPECT_THAT(this->backlog(), ElementsAre("c"));
-}
-
-TYPED_TEST(CodefTest, AZombieIgnoresItsInput) {
-  this->make();
-  this->codef_->qelDoZombieReactors(true);
-  EXPECT_TRUE(this->codef_->isZombie());
-  this->add({"a"});
-  EXPECT_EQ(this->codef_->updatesSeen(), 0U);
-  this->codef_->qelDoZombieReactors(false);
-  EXPECT_FALSE(this->codef_->isZombie());
-  this->add({"b"});
-  EXPECT_THAT(this->backlog(), ElementsAre("b"));
-}
-
-TYPED_TEST(CodefTest, ItsEndDropsWhatIsPending) {
-  this->makeWith({"a"});
-  this->codef_ = nullptr;
-  EXPECT_EQ(this->scheduler_->tasks(), 0U);
-  EXPECT_FALSE(this->scheduler_->runNext());
-  EXPECT_EQ(this->in_->notifieeList().size(), 0U);
-  EXPECT_EQ(this->in_->references(), 1U);
-  this->in_->aclNotify("a");
-  EXPECT_THAT(this->log_.take(), IsEmpty());
 }
 
 }  // namespace

@@ -12,6 +12,7 @@ add_room_test(conversions-test SOURCES conversions_test.cpp
 
 add_room_test(mib-hooks-test SOURCES mib_cases.cpp mib_iteration_test.cpp mib_hint_test.cpp
               mib_time_filter_test.cpp mib_handler_test.cpp mib_values_test.cpp
+              mib_encoding_test.cpp
               mib_scalar_test.cpp
               LINK ${MIB_ROOMS})
 mib_room_test_settings(mib-hooks-test)

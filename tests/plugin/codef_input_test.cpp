@@ -1,0 +1,94 @@
+// A backlog processor and its input: replaced, taken away, silent, and at its end.
+
+#include "codef_sides.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+template <class Side>
+class CodefInput : public Fixtures::CodefTest<Side> {};
+TYPED_TEST_SUITE(CodefInput, Fixtures::Sides, Fixtures::SideNames);
+
+TYPED_TEST(CodefInput, AnotherInputIsWatchedButNotQueued) {
+  this->makeWith({"a"});
+  this->run();
+  const auto other = Qel::make<typename TypeParam::Input>("other", Acl::ipv6());
+  other->aclIs(TypeParam::member("b"));
+  TypeParam::inIs(*this->codef_, other);
+  EXPECT_EQ(TypeParam::in(*this->codef_), other);
+  EXPECT_EQ(this->codef_->type(), Acl::ipv6());
+  this->add({"c"});
+  EXPECT_EQ(this->codef_->backlogSize(), 0U);
+  other->aclIs(TypeParam::member("d"));
+  EXPECT_THAT(this->backlog(), ElementsAre("d"));
+  TypeParam::inIs(*this->codef_, other);
+  EXPECT_EQ(other->notifieeList().size(), 1U);
+  EXPECT_EQ(this->in_->notifieeList().size(), 0U);
+}
+
+TYPED_TEST(CodefInput, AnInputMayBeTakenAwayAndGivenBack) {
+  this->make();
+  EXPECT_EQ(TypeParam::inDel(*this->codef_), this->in_);
+  EXPECT_EQ(TypeParam::inDel(*this->codef_), nullptr);
+  EXPECT_EQ(TypeParam::in(*this->codef_), nullptr);
+  this->add({"a"});
+  TypeParam::inIs(*this->codef_, this->in_);
+  EXPECT_EQ(this->codef_->backlogSize(), 0U);
+  this->add({"b"});
+  EXPECT_THAT(this->backlog(), ElementsAre("b"));
+  TypeParam::inIs(*this->codef_, nullptr);
+  EXPECT_EQ(TypeParam::in(*this->codef_), nullptr);
+  EXPECT_EQ(this->in_->notifieeList().size(), 0U);
+}
+
+TYPED_TEST(CodefInput, NamesThatWaitWhenTheInputGoesCountAsAbsent) {
+  this->makeWith({"a", "b"});
+  this->run();
+  this->log_.take();
+  this->in_->aclNotify("a");
+  TypeParam::inDel(*this->codef_);
+  EXPECT_EQ(this->run(), 1U);
+  EXPECT_THAT(this->log_.take(), ElementsAre("-a"));
+}
+
+TYPED_TEST(CodefInput, FollowsItsInputWhileNotificationsAreOn) {
+  this->make();
+  this->codef_->hasNotificationActiveIs(false);
+  EXPECT_FALSE(this->codef_->hasNotificationActive());
+  this->add({"a"});
+  EXPECT_EQ(this->codef_->backlogSize(), 0U);
+  TypeParam::inDel(*this->codef_);
+  TypeParam::inIs(*this->codef_, this->in_);  // a new reactor has the flag too
+  this->add({"b"});
+  EXPECT_EQ(this->codef_->backlogSize(), 0U);
+  this->codef_->hasNotificationActiveIs(true);
+  this->add({"c"});
+  EXPECT_THAT(this->backlog(), ElementsAre("c"));
+}
+
+TYPED_TEST(CodefInput, AZombieIgnoresItsInput) {
+  this->make();
+  this->codef_->qelDoZombieReactors(true);
+  EXPECT_TRUE(this->codef_->isZombie());
+  this->add({"a"});
+  EXPECT_EQ(this->codef_->updatesSeen(), 0U);
+  this->codef_->qelDoZombieReactors(false);
+  EXPECT_FALSE(this->codef_->isZombie());
+  this->add({"b"});
+  EXPECT_THAT(this->backlog(), ElementsAre("b"));
+}
+
+TYPED_TEST(CodefInput, ItsEndDropsWhatIsPending) {
+  this->makeWith({"a"});
+  this->codef_ = nullptr;
+  EXPECT_EQ(this->scheduler_->tasks(), 0U);
+  EXPECT_FALSE(this->scheduler_->runNext());
+  EXPECT_EQ(this->in_->notifieeList().size(), 0U);
+  EXPECT_EQ(this->in_->references(), 1U);
+  this->in_->aclNotify("a");
+  EXPECT_THAT(this->log_.take(), IsEmpty());
+}
+
+}  // namespace

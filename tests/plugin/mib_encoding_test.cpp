@@ -1,0 +1,114 @@
+// What becomes of an encoder's result, whatever it is: the handlers with encoders of our own.
+
+#include <type_traits>
+
+#include "Hooks.h"
+#include "Tables.h"
+#include "mib_values.h"
+
+namespace MibTest {
+namespace {
+
+/// What the encoders of altered tables return.
+int encoded = -1;
+
+template <const auto& original>
+auto altered() {
+  using TableT = std::remove_cvref_t<decltype(original)>;
+  TableT copy = original;
+  for (auto& column : copy.columns) {
+    column.encode = [](const typename TableT::Entry&, unsigned char* buffer, int size) {
+      if (size > 0) std::memset(buffer, 0, static_cast<size_t>(size));
+      return encoded;
+    };
+  }
+  return copy;
+}
+
+template <const auto& original>
+int alteredHandler(netsnmp_mib_handler*, netsnmp_handler_registration*,
+                   netsnmp_agent_request_info* info, netsnmp_request_info* requests) {
+  static const std::string function = std::string(original.name) + "_handler";
+  static const auto table = altered<original>();
+  return AclSnmp::Hooks<table>::handle(function.c_str(), info, requests);
+}
+
+std::vector<Netsnmp_Node_Handler*> alteredHandlers() {
+  using namespace AclSnmp;
+  return {alteredHandler<kIpAclTable>,           alteredHandler<kIpAclRuleTable>,
+          alteredHandler<kIpAclRuleStatsTable>,  alteredHandler<kMacAclTable>,
+          alteredHandler<kMacAclRuleTable>,      alteredHandler<kMacAclRuleStatsTable>,
+          alteredHandler<kIpv6AclTable>,         alteredHandler<kIpv6AclRuleTable>,
+          alteredHandler<kIpv6AclRuleStatsTable>};
+}
+
+class Encoding : public Values, public testing::WithParamInterface<size_t> {
+ protected:
+  TableCase altered() const {
+    TableCase t = tables()[GetParam()];
+    t.handler = alteredHandlers()[GetParam()];
+    return t;
+  }
+  static bool isFixed(const ColumnCase& column) {
+    return column.bufferSize == 16 || column.bufferSize == 6;
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Tables, Encoding, testing::Range(size_t{0}, size_t{9}),
+                         [](const auto& info) { return tables()[info.param].name(); });
+
+TEST_P(Encoding, AFailedEncoderIsNamedWithItsAttribute) {
+  const TableCase t = altered();
+  for (const int length : {-1, -1000}) {
+    encoded = length;
+    for (const ColumnCase& column : t.columns()) {
+      Walk walk(t, *mib);
+      walk.first();
+      Batch batch(MODE_GET);
+      const netsnmp_request_info& request = batch.add(column.number, t, walk);
+      const TraceCapture capture("Snmp=2");
+      EXPECT_EQ(t.handler(nullptr, nullptr, batch.info(), batch.head()), SNMP_ERR_GENERR);
+      EXPECT_EQ(request.status, SNMP_ERR_GENERR);
+      EXPECT_EQ(capture.traced().back(), failed(t, column.encoder, column.attribute));
+    }
+  }
+}
+
+TEST_P(Encoding, ALengthOutOfItsColumnsRangeIsNamed) {
+  const TableCase t = altered();
+  for (const ColumnCase& column : t.columns()) {
+    if (column.bufferSize == 1024) continue;
+    std::vector<int> bad = {column.bufferSize + 1};
+    if (isFixed(column)) bad.insert(bad.end(), {column.bufferSize - 1, 0});
+    for (const int length : bad) {
+      encoded = length;
+      Walk walk(t, *mib);
+      walk.first();
+      Batch batch(MODE_GET);
+      const netsnmp_request_info& first = batch.add();
+      batch.head()->processed = 1;
+      batch.add(column.number, t, walk);
+      const TraceCapture capture("Snmp=2");
+      EXPECT_EQ(t.handler(nullptr, nullptr, batch.info(), batch.head()), SNMP_ERR_GENERR);
+      EXPECT_EQ(first.status, SNMP_ERR_GENERR);
+      EXPECT_EQ(capture.traced().back(),
+                snmp(2, "handle_" + t.name() +
+                            " - entity /<sysname>/snmp/acl/aclMIB length out of range: " +
+                            column.attribute + " (" + std::to_string(length) + ")"));
+    }
+  }
+}
+
+TEST_P(Encoding, NoOctetsAreAValueUnlessTheLengthIsFixed) {
+  const TableCase t = altered();
+  encoded = 0;
+  for (const ColumnCase& column : t.columns()) {
+    if (isFixed(column)) continue;
+    const Read value = read(t, column.number, t.handler);
+    EXPECT_EQ(value.returned, SNMP_ERR_NOERROR) << column.name;
+    EXPECT_EQ(value.type, column.type);
+  }
+}
+
+}  // namespace
+}  // namespace MibTest
