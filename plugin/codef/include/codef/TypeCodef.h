@@ -184,10 +184,11 @@ class TypeCodef : public Mek::TaskCodefBase {
     const Qel::Site site{kCodefSource, line, signature};
     QEL_TRACE_AT(codefTrace(), 7, site, signature);
   }
+  /// The line is the caller's.
   template <class Value>
   static void detail(const char* signature, const char* before, const Value& value,
-                     const char* after = "") {
-    const Qel::Site site{kCodefSource, __LINE__, signature};
+                     const char* after = "", int line = __builtin_LINE()) {
+    const Qel::Site site{kCodefSource, line, signature};
     QEL_TRACE_AT(codefTrace(), 8, site, signature << before << value << after);
   }
 
