@@ -254,8 +254,9 @@ TEST_F(ConfigAggregator, IsDeafWhileNotificationIsOff) {
   publish(cli_, "b");
   publish(one_, "c");
   withdraw(one_, "a");
-  dir_->entityIs(two_);
   publish(two_, "d");
+  dir_->entityIs(two_);
+  publish(two_, "f");
   EXPECT_EQ(merged("a"), a);
   EXPECT_EQ(out_->typeConfig(AclType::ipv4)->acl().size(), 1U);
   aggregator_->hasNotificationActiveIs(true);

@@ -58,7 +58,6 @@ AclConfigAggregatorSm::AclConfigAggregatorSm(const Qel::Ptr<const Qel::Dir>& inp
 AclConfigAggregatorSm::~AclConfigAggregatorSm() = default;
 
 void AclConfigAggregatorSm::hasNotificationActiveIs(bool active) {
-  active_ = active;
   dirReactor_->hasNotificationActiveIs(active);
   for (const auto& mounted : inputs_) {
     for (const auto& reactor : mounted->reactors) reactor->hasNotificationActiveIs(active);
@@ -83,7 +82,6 @@ void AclConfigAggregatorSm::mount(const Qel::Ptr<const Input::Config>& input) {
   mounted->input = input;
   for (const AclType type : kAclTypes) {
     mounted->reactors.push_back(std::make_unique<QelTypeConfig>(this, input->typeConfig(type)));
-    mounted->reactors.back()->hasNotificationActiveIs(active_);
   }
   inputs_.push_back(std::move(mounted));
   for (const AclType type : kAclTypes) {

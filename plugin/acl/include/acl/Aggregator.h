@@ -46,7 +46,6 @@ class AclConfigAggregatorSm : public Qel::PtrInterface {
   Qel::Ptr<const Qel::Dir> inputDir_;
   Qel::Ptr<const Input::Config> cliInput_;
   Qel::Ptr<Config> configOut_;
-  bool active_ = true;
   std::unique_ptr<QelInputDir> dirReactor_;
   std::vector<std::unique_ptr<MountedInput>> inputs_;  // in the order of mounting
 };
