@@ -80,6 +80,25 @@ TYPED_TEST(CodefInput, AZombieIgnoresItsInput) {
   EXPECT_THAT(this->backlog(), ElementsAre("b"));
 }
 
+TYPED_TEST(CodefInput, AZombieIgnoresAnInputThatItGetsToo) {
+  this->make();
+  this->codef_->qelDoZombieReactors(true);
+  TypeParam::inDel(*this->codef_);
+  TypeParam::inIs(*this->codef_, this->in_);
+  this->add({"a"});
+  EXPECT_EQ(this->codef_->updatesSeen(), 0U);
+}
+
+TYPED_TEST(CodefInput, AZombieReactorIgnoresWhoeverCallsIt) {
+  this->make();
+  typename TypeParam::Reactor reactor(this->codef_.get(), this->in_);
+  reactor.onAcl("a");
+  EXPECT_EQ(this->codef_->updatesSeen(), 1U);
+  reactor.qelDoZombieReactors(true);
+  reactor.onAcl("b");
+  EXPECT_EQ(this->codef_->updatesSeen(), 1U);
+}
+
 TYPED_TEST(CodefInput, ItsEndDropsWhatIsPending) {
   this->makeWith({"a"});
   this->codef_ = nullptr;
