@@ -84,6 +84,15 @@ TEST_F(Dirs, EntitiesThatOutliveTheirDirectoryHaveNoParent) {
   EXPECT_EQ(kept->fullName(), "a");
 }
 
+TEST_F(Dirs, AnEntityThatStandsElsewhereByNowKeepsItsParent) {
+  const auto moved = entity("a");
+  root_->entityIs(moved);
+  const auto other = Qel::make<Dir>("other");
+  other->entityIs(moved);
+  root_ = nullptr;
+  EXPECT_EQ(moved->parent(), other.get());
+}
+
 TEST_F(Dirs, DirIsMakesWhatIsAbsentOfAPath) {
   const auto deep = root_->dirIs("snmp/acl");
   EXPECT_EQ(deep->fullName(), "snmp/acl");

@@ -168,6 +168,31 @@ TEST_F(Notifiees, NestedNotificationsKeepTheListInOrder) {
   EXPECT_THAT(ring(), ElementsAre("b"));
 }
 
+TEST_F(Notifiees, OnesThatComeAfterANestedNotificationTakeNobodysPlace) {
+  std::unique_ptr<Listener> d;
+  int depth = 0;
+  b_->action = [&] {
+    if (++depth == 1) {
+      bell_->ring();
+      d = listener("d");
+    } else {
+      a_.reset();
+    }
+  };
+  EXPECT_THAT(ring(), ElementsAre("a", "b", "a", "b", "c", "c"));
+  EXPECT_THAT(ring(), ElementsAre("b", "c", "d"));
+}
+
+TEST_F(Notifiees, OnesThatLeftDuringANotificationAreNotCounted) {
+  size_t counted = 0;
+  b_->action = [&] {
+    a_.reset();
+    counted = bell_->notifieeList().size();
+  };
+  ring();
+  EXPECT_EQ(counted, 2U);
+}
+
 TEST_F(Notifiees, InactiveOnesAndZombiesAreSkipped) {
   EXPECT_TRUE(a_->hasNotificationActive());
   EXPECT_FALSE(a_->isZombie());

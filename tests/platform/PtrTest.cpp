@@ -124,6 +124,7 @@ TEST_F(Ptrs, ValidPtrRefusesNull) {
 }
 
 struct NoMemory : Qel::PtrInterface {
+  static void* operator new(size_t) { throw std::bad_alloc(); }
   static void* operator new(size_t, const std::nothrow_t&) noexcept { return nullptr; }
   static void operator delete(void*) {}
 };

@@ -110,6 +110,15 @@ TEST(ReadQuoted, RefusesWhatQuotedStrepDoesNotWrite) {
   }
 }
 
+TEST(ReadQuoted, DoesNotLookBehindTheEnd) {
+  const std::string_view whole = R"('a'\')";
+  for (size_t length = 0; length < whole.size(); ++length) {
+    StrepIterator current = whole.begin();
+    EXPECT_THROW(Qel::readQuoted(current, whole.begin() + length), RangeException) << length;
+    EXPECT_LE(current, whole.begin() + length) << length;
+  }
+}
+
 TEST(ReadQuoted, QuotesAtMostThirtyTwoOctetsOfWhatItFound) {
   const std::string text(40, 'a');
   EXPECT_THAT(

@@ -255,6 +255,15 @@ TEST_F(Codef, ATaskRemovedBeforehandIsNotRemovedTwice) {
   processor_ = nullptr;
 }
 
+TEST_F(Codef, ATaskThatSomeoneHoldsDoesNotRunWithoutItsProcessor) {
+  const Ptr<Mek::Task> held = processor_->task();
+  processor_->add(1);
+  processor_ = nullptr;
+  EXPECT_FALSE(held->isScheduled());
+  EXPECT_FALSE(scheduler_->runNext());
+  EXPECT_EQ(scheduler_->tasks(), 1U);
+}
+
 TEST_F(Codef, KeepsTheFlagsOfNotificationAndTeardown) {
   EXPECT_TRUE(processor_->hasNotificationActive());
   EXPECT_FALSE(processor_->isZombie());
