@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "openconfig/Document.h"
+
 extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t maxSize);
 
 namespace Fuzz {
@@ -117,6 +119,17 @@ class DocumentMutator {
   std::minstd_rand random_;
 };
 
+bool isGood(std::string_view text) {
+  return std::holds_alternative<Sources::Snapshot>(Sources::OpenConfig::parse(text));
+}
+
+/// Some good documents that came by. Most inputs worth keeping are bad ones, each in its own way,
+/// and from a bad one it is a long way to another good one.
+std::vector<std::string>& goodOnes() {
+  static std::vector<std::string> kept;
+  return kept;
+}
+
 }  // namespace
 
 }  // namespace Fuzz
@@ -124,14 +137,31 @@ class DocumentMutator {
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t maxSize,
                                           unsigned seed) {
   using namespace Fuzz;
+  constexpr size_t kMostKept = 256;
+  constexpr unsigned kAttempts = 4;
   DocumentMutator mutator(seed);
-  const std::string_view text(reinterpret_cast<const char*>(data), size);
-  Json document = Json::parse(text, nullptr, false);
-  if (document.is_discarded() || mutator.below(8) == 0)
+  std::string text(reinterpret_cast<const char*>(data), size);
+  std::vector<std::string>& kept = goodOnes();
+  if (isGood(text)) {
+    if (kept.size() < kMostKept) {
+      kept.push_back(text);
+    } else {
+      kept[mutator.below(kMostKept)] = text;
+    }
+  } else if (!kept.empty() && mutator.below(2) == 0) {
+    text = kept[mutator.below(kept.size())];
+  }
+  const Json document = Json::parse(text, nullptr, false);
+  if (document.is_discarded() || mutator.below(8) == 0) {
     return LLVMFuzzerMutate(data, size, maxSize);
-  mutator.change(document);
-  const std::string changed = document.dump(-1, ' ', false, Json::error_handler_t::ignore);
-  if (changed.size() > maxSize) return size;
-  std::memcpy(data, changed.data(), changed.size());
-  return changed.size();
+  }
+  for (unsigned attempt = 0; attempt < kAttempts; ++attempt) {
+    Json changed = document;
+    mutator.change(changed);
+    text = changed.dump(-1, ' ', false, Json::error_handler_t::ignore);
+    if (isGood(text)) break;
+  }
+  if (text.size() > maxSize) return size;
+  std::memcpy(data, text.data(), text.size());
+  return text.size();
 }
