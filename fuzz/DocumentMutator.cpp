@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "Pool.h"
 #include "openconfig/Document.h"
 
 extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t maxSize);
@@ -123,13 +124,6 @@ bool isGood(std::string_view text) {
   return std::holds_alternative<Sources::Snapshot>(Sources::OpenConfig::parse(text));
 }
 
-/// Some good documents that came by. Most inputs worth keeping are bad ones, each in its own way,
-/// and from a bad one it is a long way to another good one.
-std::vector<std::string>& goodOnes() {
-  static std::vector<std::string> kept;
-  return kept;
-}
-
 }  // namespace
 
 }  // namespace Fuzz
@@ -137,19 +131,13 @@ std::vector<std::string>& goodOnes() {
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t maxSize,
                                           unsigned seed) {
   using namespace Fuzz;
-  constexpr size_t kMostKept = 256;
   constexpr unsigned kAttempts = 4;
   DocumentMutator mutator(seed);
   std::string text(reinterpret_cast<const char*>(data), size);
-  std::vector<std::string>& kept = goodOnes();
   if (isGood(text)) {
-    if (kept.size() < kMostKept) {
-      kept.push_back(text);
-    } else {
-      kept[mutator.below(kMostKept)] = text;
-    }
-  } else if (!kept.empty() && mutator.below(2) == 0) {
-    text = kept[mutator.below(kept.size())];
+    pool().keep(text, mutator.below(SIZE_MAX));
+  } else if (!pool().empty() && mutator.below(2) == 0) {
+    text = pool().any(mutator.below(SIZE_MAX));
   }
   const Json document = Json::parse(text, nullptr, false);
   if (document.is_discarded() || mutator.below(8) == 0) {

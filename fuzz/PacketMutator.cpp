@@ -7,6 +7,7 @@
 #include <random>
 
 #include "Ber.h"
+#include "Pool.h"
 
 extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t maxSize);
 
@@ -21,12 +22,13 @@ class PacketMutator {
   std::string changed(Ber packet) {
     std::vector<Ber*> all;
     packet.collect(all);
+    // What stands before the request says who asks; most changes there end the matter.
+    const auto request = std::find_if(all.begin(), all.end(), isRequest);
+    if (request != all.end() && below(8) != 0) all.erase(all.begin(), request);
     switch (below(10)) {
-      case 0:  // another kind of request
+      case 0:
         for (Ber* value : all) {
-          if (value->tag >= 0xA0 && value->tag <= 0xA8) {
-            value->tag = static_cast<uint8_t>(0xA0 + below(9));
-          }
+          if (isRequest(value)) value->tag = anyRequest();
         }
         break;
       case 1:  // any tag
@@ -37,12 +39,13 @@ class PacketMutator {
         break;
       case 3:
       case 4:
+      case 5:
         changeOid(*any(all, Ber::kOid));
         break;
-      case 5:
+      case 6:
         changeInteger(*any(all, Ber::kInteger));
         break;
-      case 6:  // one part as another one
+      case 7:  // one part as another one
         replace(all);
         break;
       default:
@@ -54,6 +57,14 @@ class PacketMutator {
   size_t below(size_t bound) { return random_() % bound; }
 
  private:
+  static bool isRequest(const Ber* value) { return value->tag >= 0xA0 && value->tag <= 0xA8; }
+  /// Mostly GET, GETNEXT, SET or GETBULK, which are answered.
+  uint8_t anyRequest() {
+    constexpr std::array<uint8_t, 4> kAnswered = {0xA0, 0xA1, 0xA3, 0xA5};
+    return below(4) == 0 ? static_cast<uint8_t>(0xA0 + below(9))
+                         : kAnswered[below(kAnswered.size())];
+  }
+
   /// A value of a tag where there is one.
   Ber* any(const std::vector<Ber*>& all, uint8_t tag) {
     std::vector<Ber*> found;
@@ -86,7 +97,10 @@ class PacketMutator {
     constexpr std::array<uint64_t, 9> kEdges = {0,   1,          127,        128,        255,
                                                 256, 0x7FFFFFFF, 0xFFFFFFFF, 0x100000000};
     if (value.constructed || value.content.empty()) return;
-    const size_t place = below(value.content.size());
+    // The table, the column and the index stand behind the MIB's own OID.
+    constexpr size_t kMib = 11;
+    const size_t size = value.content.size();
+    const size_t place = size > kMib && below(8) != 0 ? kMib + below(size - kMib) : below(size);
     switch (below(4)) {
       case 0:
         value.content.resize(place);
@@ -98,9 +112,7 @@ class PacketMutator {
         value.content.replace(place, 1, Ber::subIdentifier(random_()));
         break;
       default:
-        // The object, the column and the index stand near the end.
-        value.content[std::min(value.content.size() - 1, 9 + below(6))] =
-            static_cast<char>(below(24));
+        value.content[place] = static_cast<char>(below(24));
     }
   }
 
@@ -142,8 +154,10 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t max
                                           unsigned seed) {
   using namespace Fuzz;
   PacketMutator mutator(seed);
-  auto packet = Ber::read({reinterpret_cast<const char*>(data), size});
-  if (!packet || mutator.below(8) == 0) return LLVMFuzzerMutate(data, size, maxSize);
+  std::string_view base(reinterpret_cast<const char*>(data), size);
+  if (!pool().empty() && mutator.below(2) == 0) base = pool().any(mutator.below(SIZE_MAX));
+  auto packet = Ber::read(base);
+  if (!packet || mutator.below(16) == 0) return LLVMFuzzerMutate(data, size, maxSize);
   const std::string changed = mutator.changed(std::move(*packet));
   if (changed.size() > maxSize) return size;
   std::memcpy(data, changed.data(), changed.size());

@@ -7,6 +7,7 @@
 #include "Ber.h"
 #include "Chain.h"
 #include "Loopback.h"
+#include "Pool.h"
 #include "Require.h"
 #include "snmp/Registration.h"
 
@@ -148,7 +149,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   reachedNow = false;
   agent.serve({reinterpret_cast<const char*>(data), size});
   ++packets;
-  if (reachedNow) ++reached;
+  if (reachedNow) {
+    ++reached;
+    pool().keep({reinterpret_cast<const char*>(data), size}, packets);
+  }
   agent.check();
   return 0;
 }
