@@ -210,6 +210,17 @@ void Churn::snapshotStep(Applied& input) {
   for (const Key& key : taken) lost(key);
 }
 
+void Churn::fill() {
+  for (Applied& input : applied_) {
+    for (const Acl::AclType type : Acl::kAclTypes) {
+      for (const std::string& name : names_) {
+        input.wanted.acls.emplace(Key(type, name), newSnapshot({type, name}));
+      }
+    }
+    input.applier->snapshotIs(input.wanted);
+  }
+}
+
 void Churn::removeEverywhere(const Key& key) {
   for (Direct& input : direct_) {
     input.config->typeConfig(key.first)->aclDel(nameOf(key));

@@ -33,6 +33,8 @@ class Churn {
   Churn(const Sources::Mount& mount, const Qel::Ptr<Acl::AclConfigAggregatorSm>& aggregator,
         Random& random, uint32_t bigRules, Lost lost);
 
+  /// Puts an ACL of every name and type into the inputs that are written by snapshots.
+  void fill();
   /// Chooses the steady ACLs anew, whether there may be a big one (that of the last epoch goes),
   /// and whether inputs may be remounted, which takes the owner of many ACLs away.
   void epoch();

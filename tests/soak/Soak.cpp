@@ -283,6 +283,10 @@ void Soak::emptied() {
 Figures Soak::run() {
   const Qel::Seconds begun = Qel::now();
   do {
+    // Each cycle begins with as many ACLs as snapshots can have, and so ends with the same room
+    // for their names.
+    churn_->fill();
+    rest();
     for (unsigned i = 0; i < options_.restsPerCycle; ++i) {
       churn_->epoch();
       clients_->tellAll("go");
