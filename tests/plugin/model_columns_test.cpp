@@ -57,7 +57,7 @@ TYPED_TEST(L3Entries, ReadTheColumnsThatBothShare) {
 
 TYPED_TEST(L3Entries, ReadDefaultsWithoutARule) {
   const auto row = this->ruleRow(10);
-  EXPECT_EQ(row->filter(), decltype(row->filter())());
+  EXPECT_EQ(row->filter(), std::decay_t<decltype(row->filter())>());
   EXPECT_EQ(row->sportOper(), Acl::RangeOperator::any);
   EXPECT_EQ(row->sports(), "");
   EXPECT_EQ(row->dportOper(), Acl::RangeOperator::any);
