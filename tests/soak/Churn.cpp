@@ -57,7 +57,7 @@ void Churn::epoch() {
   for (const Acl::AclType type : Acl::kAclTypes) removeEverywhere({type, bigName_});
   bigType_.reset();
   if (random_.oneIn(4)) bigType_ = random_.pick(Acl::kAclTypes);
-  remounts_ = random_.coin();
+  remounts_ = random_.oneIn(4);
   steady_.clear();
   for (const Acl::AclType type : Acl::kAclTypes) {
     for (const std::string& name : names_) {

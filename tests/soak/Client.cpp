@@ -261,7 +261,7 @@ class Client {
     const long repetitions = kRepetitions[chance(std::size(kRepetitions))];
     switch (chance(8)) {
       case 0:
-        return wholeTable(std::max(1L, repetitions));
+        return wholeTable(std::max(10L, repetitions));
       case 1:
       case 2:
         return getAtRandom();

@@ -150,7 +150,7 @@ void Soak::settle() {
 void Soak::pause() {
   paused_.clear();
   clients_->tellAll("pause");
-  while (paused_.size() != clients_->size()) turn(true);
+  while (paused_.size() != clients_->size()) turn(false);
   figures_.requests = 0;
   for (const auto& [client, counts] : paused_) {
     figures_.requests += counts.first;
