@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <sstream>
 #include <stdexcept>
 
@@ -65,6 +66,8 @@ Clients::~Clients() {
     ::close(client.in);
     ::close(client.out);
   }
+  // One may still wait for an answer that nobody gives any more.
+  for (const Client& client : clients_) ::kill(client.pid, SIGKILL);
   for (const Client& client : clients_) ::waitpid(client.pid, nullptr, 0);
 }
 
