@@ -134,6 +134,7 @@ std::vector<Publication::PublishedChain> Publication::chainsOf(const Ruleset& ru
 
 void Publication::nameChains(std::vector<PublishedChain>& chains, Update& update) {
   std::vector<PublishedChain*> order;
+  order.reserve(chains.size());
   for (PublishedChain& chain : chains) order.push_back(&chain);
   std::stable_sort(order.begin(), order.end(),
                    [](const auto* a, const auto* b) { return a->family < b->family; });
@@ -146,7 +147,7 @@ void Publication::nameChains(std::vector<PublishedChain>& chains, Update& update
   for (PublishedChain* chain : order) {
     std::string name = chain->table + "/" + chain->chain;
     if (!isFree(chain->family, name)) {
-      name = std::string(stringValue(chain->family)) + " " + name;
+      name.insert(0, std::string(stringValue(chain->family)) + " ");
       if (!isFree(chain->family, name)) {
         sayOnce(update, Severity::warning,
                 "nftables: " + chain->title() + ": not published: another chain has the name '" +
