@@ -37,11 +37,11 @@ Kavet::Ip6Addr maskOf(uint32_t length) {
 }  // namespace
 
 Kavet::Ip6Addr Ipv6AclRuleTableEntry::sourceMask() const {
-  return maskOf(filter().source().length);
+  return maskOf(rule().filter.source().length);
 }
 
 Kavet::Ip6Addr Ipv6AclRuleTableEntry::destMask() const {
-  return maskOf(filter().destination().length);
+  return maskOf(rule().filter.destination().length);
 }
 
 Acl::RuleStatus RuleStatsTableEntry::ruleStatus() const {

@@ -137,16 +137,15 @@ class L3RuleTableEntry : public RuleTableEntry<RuleConfigT, rules> {
  public:
   using RuleTableEntry<RuleConfigT, rules>::RuleTableEntry;
 
-  /// Valid until the configuration changes.
-  const typename RuleConfigT::Filter& filter() const { return this->rule().filter; }
-  uint32_t proto() const { return filter().proto; }
-  Acl::RangeOperator sportOper() const { return filter().sport.oper; }
-  Qel::String8 sports() const { return filter().sport.ports; }
-  Acl::RangeOperator dportOper() const { return filter().dport.oper; }
-  Qel::String8 dports() const { return filter().dport.ports; }
-  bool established() const { return filter().established; }
-  uint16_t icmpType() const { return filter().icmpType; }
-  uint16_t icmpCode() const { return filter().icmpCode; }
+  typename RuleConfigT::Filter filter() const { return this->rule().filter; }
+  uint32_t proto() const { return this->rule().filter.proto; }
+  Acl::RangeOperator sportOper() const { return this->rule().filter.sport.oper; }
+  Qel::String8 sports() const { return this->rule().filter.sport.ports; }
+  Acl::RangeOperator dportOper() const { return this->rule().filter.dport.oper; }
+  Qel::String8 dports() const { return this->rule().filter.dport.ports; }
+  bool established() const { return this->rule().filter.established; }
+  uint16_t icmpType() const { return this->rule().filter.icmpType; }
+  uint16_t icmpCode() const { return this->rule().filter.icmpCode; }
 };
 
 class IpAclRuleTableEntry final
@@ -155,14 +154,14 @@ class IpAclRuleTableEntry final
   using L3RuleTableEntry::L3RuleTableEntry;
 
   Acl::IpRuleConfig ipRuleConfig() const { return rule(); }
-  Kavet::IpAddr sourceAddr() const { return filter().source; }
-  Kavet::IpAddr sourceMask() const { return filter().sourceMask; }
-  Kavet::IpAddr destAddr() const { return filter().destination; }
-  Kavet::IpAddr destMask() const { return filter().destinationMask; }
-  Acl::RangeOperator ttlOper() const { return filter().ttl.oper; }
-  uint32_t ttlValue() const { return filter().ttl.value; }
-  bool tracked() const { return filter().tracked; }
-  bool fragments() const { return filter().fragments; }
+  Kavet::IpAddr sourceAddr() const { return rule().filter.source; }
+  Kavet::IpAddr sourceMask() const { return rule().filter.sourceMask; }
+  Kavet::IpAddr destAddr() const { return rule().filter.destination; }
+  Kavet::IpAddr destMask() const { return rule().filter.destinationMask; }
+  Acl::RangeOperator ttlOper() const { return rule().filter.ttl.oper; }
+  uint32_t ttlValue() const { return rule().filter.ttl.value; }
+  bool tracked() const { return rule().filter.tracked; }
+  bool fragments() const { return rule().filter.fragments; }
 };
 
 class Ipv6AclRuleTableEntry final
@@ -171,13 +170,13 @@ class Ipv6AclRuleTableEntry final
   using L3RuleTableEntry::L3RuleTableEntry;
 
   Acl::Ip6RuleConfig ip6RuleConfig() const { return rule(); }
-  Kavet::Ip6Addr sourceAddr() const { return filter().source().address; }
+  Kavet::Ip6Addr sourceAddr() const { return rule().filter.source().address; }
   /// The mask of the prefix length. A length above 128 throws `std::out_of_range`.
   Kavet::Ip6Addr sourceMask() const;
-  Kavet::Ip6Addr destAddr() const { return filter().destination().address; }
+  Kavet::Ip6Addr destAddr() const { return rule().filter.destination().address; }
   Kavet::Ip6Addr destMask() const;
-  Acl::RangeOperator hopLimitOper() const { return filter().ttl.oper; }
-  uint32_t hopLimit() const { return filter().ttl.value; }
+  Acl::RangeOperator hopLimitOper() const { return rule().filter.ttl.oper; }
+  uint32_t hopLimit() const { return rule().filter.ttl.value; }
 };
 
 class MacAclRuleTableEntry final
