@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "Chain.h"
+#include "CpuLimit.h"
 #include "Require.h"
 
 namespace Fuzz {
@@ -155,6 +156,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                    accepted);
     }
   } figures;
+  const CpuLimit limit;
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   Parsed parsed = parse(text);
   ++documents;

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "Chain.h"
+#include "CpuLimit.h"
 #include "Input.h"
 #include "Require.h"
 #include "mib_requests.h"
@@ -285,6 +286,7 @@ class Caller {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace Fuzz;
   Model& served = model();
+  const CpuLimit limit;
   Input input(data, size);
   const unsigned table = input.choice(18);
   // Traces show what came in, so they are a part of what it can harm.

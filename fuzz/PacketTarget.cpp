@@ -6,6 +6,7 @@
 
 #include "Ber.h"
 #include "Chain.h"
+#include "CpuLimit.h"
 #include "Loopback.h"
 #include "Pool.h"
 #include "Require.h"
@@ -146,6 +147,7 @@ class Agent {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace Fuzz;
   static Agent agent;
+  const CpuLimit limit;
   reachedNow = false;
   agent.serve({reinterpret_cast<const char*>(data), size});
   ++packets;

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "CpuLimit.h"
 #include "Input.h"
 #include "Require.h"
 #include "model/AclRuleTableIndex.h"
@@ -72,6 +73,7 @@ std::vector<uint32_t> oidOf(const AclRuleTableIndex& index) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace Fuzz;
+  const CpuLimit limit;
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   parse(text);
   // The same octets as two indexes and what follows their forms.
