@@ -13,6 +13,8 @@ bool noValue = false;
 /// The ASN.1 type of the index objects that cannot be set up; 0 for none.
 u_char noIndexOf = 0;
 std::vector<std::string> unregistered;
+/// How many OIDs were formatted.
+int formatted = 0;
 
 }  // namespace
 
@@ -56,6 +58,12 @@ int __wrap_snmp_set_var_typed_value(netsnmp_variable_list* variable, u_char type
   return noValue ? 1 : __real_snmp_set_var_typed_value(variable, type, value, length);
 }
 
+int __real_snprint_objid(char* buffer, size_t size, const oid* name, size_t length);
+int __wrap_snprint_objid(char* buffer, size_t size, const oid* name, size_t length) {
+  ++formatted;
+  return __real_snprint_objid(buffer, size, name, length);
+}
+
 }  // extern "C"
 
 namespace MibTest {
@@ -76,6 +84,16 @@ TEST_F(Faults, HandlersAreUnregisteredInTheOrderOfTheirRegistration) {
   std::vector<std::string> expected = {"zorlenAclDpSupportFlags_"};
   for (const TableCase& t : tables()) expected.push_back(t.name() + "_");
   EXPECT_EQ(unregistered, expected);
+}
+
+TEST_F(Faults, AnOidIsFormattedOnlyForATrace) {
+  formatted = 0;
+  for (const int level : {0, 1}) {
+    const TraceCapture capture("Snmp=" + std::to_string(level));
+    init_AclMIB("");
+    unregister_AclMIB("");
+    EXPECT_EQ(formatted, level == 0 ? 0 : 10);
+  }
 }
 
 TEST_F(Faults, AnIndexObjectThatCannotBeSetUpIsTracedAndSetUpGoesOn) {
