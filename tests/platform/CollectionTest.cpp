@@ -143,43 +143,6 @@ TEST(OrderedCollection, AReplacedValueIsSeenWhenTheIteratorGetsThere) {
   EXPECT_EQ(it.value(), "new");
 }
 
-TEST(OrderedCollection, WhatAnIteratorStandsOnStaysInItsPlaceAfterItIsRemoved) {
-  Numbers collection = numbers({1, 2});
-  const auto it = collection.begin();
-  const auto other = it;
-  const int& key = it.key();
-  const std::string& value = it.value();
-  collection.erase(key);
-  EXPECT_EQ(key, 1);
-  EXPECT_EQ(value, "v1");
-  EXPECT_EQ(&other.key(), &key);
-  EXPECT_FALSE(collection.contains(1));
-}
-
-TEST(OrderedCollection, AnIteratorKeepsItsEntryWhenTheCollectionGoes) {
-  Numbers::ConstIterator it;
-  {
-    const Numbers collection = numbers({1, 2});
-    it = collection.begin();
-  }
-  EXPECT_EQ(it.key(), 1);
-  EXPECT_EQ(it.value(), "v1");
-}
-
-TEST(OrderedCollection, StartAtFindsTheNextOneAfterWhatItFoundBefore) {
-  Numbers collection = numbers({10, 20, 30});
-  EXPECT_EQ(collection.startAt(10).key(), 10);
-  EXPECT_EQ(collection.startAt(10).key(), 10);
-  EXPECT_EQ(collection.startAt(20).key(), 20);
-  collection.erase(20);
-  EXPECT_EQ(collection.startAt(20).key(), 30);
-  collection.insertOrAssign(25, "v25");
-  EXPECT_EQ(collection.startAt(21).key(), 25);
-  EXPECT_EQ(collection.startAt(30).key(), 30);
-  EXPECT_TRUE(collection.startAt(31).atEnd());
-  EXPECT_EQ(collection.startAt(10).key(), 10);
-}
-
 // One harness for every ordered collection: seeded random operations against a plain map, with
 // iterators that live through all of them.
 struct NumberOrder {
@@ -228,7 +191,7 @@ TYPED_TEST(RandomOperations, AgreeWithAPlainMap) {
     for (int step = 0; step < 2000; ++step) {
       const Key key = TypeParam::key(below(kKeys));
       Walker& walker = walkers[below(static_cast<uint32_t>(walkers.size()))];
-      switch (below(7)) {
+      switch (below(6)) {
         case 0:
         case 1: {
           const int value = static_cast<int>(below(3));
@@ -246,9 +209,6 @@ TYPED_TEST(RandomOperations, AgreeWithAPlainMap) {
           break;
         case 4:
           walker = {collection.begin(), expectAt(model.begin())};
-          break;
-        case 5:
-          walkers[below(static_cast<uint32_t>(walkers.size()))] = walker;
           break;
         default:
           ++walker.it;
