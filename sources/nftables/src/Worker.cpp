@@ -46,9 +46,9 @@ void blockSignals() {
   pthread_sigmask(SIG_SETMASK, &all, nullptr);
 }
 
-std::string refusalOf(int error) {
-  if (error == EPERM) return "Operation not permitted; it takes CAP_NET_ADMIN";
-  return std::strerror(error);
+std::string refusalOf(const std::string& error) {
+  const std::string denied = std::strerror(EPERM);
+  return error.find(denied) == std::string::npos ? error : denied + "; it takes CAP_NET_ADMIN";
 }
 
 }  // namespace
@@ -163,7 +163,7 @@ void Worker::schedule(Clock::duration cost) {
 
 Outcome Worker::look() {
   const int error = changes_.open();
-  if (error != 0) return refused(refusalOf(error));
+  if (error != 0) return refused(refusalOf(std::strerror(error)));
   // What changes from here on is told after the reading.
   changes_.drain();
   changed_ = false;
@@ -173,7 +173,7 @@ Outcome Worker::look() {
     const bool broken = library_.isBroken();
     library_.mend();
     changed_ = broken;
-    return refused(broken ? "it changes faster than it can be read" : library_.error());
+    return refused(broken ? "it changes faster than it can be read" : refusalOf(library_.error()));
   }
   auto read = readRuleset(*text);
   library_.release();
