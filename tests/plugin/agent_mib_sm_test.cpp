@@ -129,6 +129,19 @@ TYPED_TEST(MibSm, ItsMembersAreBuiltOnEachOther) {
   EXPECT_EQ(typeSm->aclMib(), this->mib_);
 }
 
+TYPED_TEST(MibSm, BuildsTheConfigurationsProcessorThenTheStatusProcessorThenTheMachine) {
+  this->status_->statusIs(this->kType);
+  Velomark::recordsDel();
+  this->make();
+  EXPECT_THAT(Fixtures::timedBlocks(),
+              ElementsAre("1 void AclSnmp::AclSnmpTypeConfigCodef::handleInitialized()",
+                          "1 void AclSnmp::AclSnmpTypeStatusCodef::handleInitialized()",
+                          "1 void AclSnmp::AclTypeMibSm::handleInitialized()",
+                          "1 void AclSnmp::AclMibSm::handleAclTypeStatus(Acl::AclType)",
+                          "1 void AclSnmp::AclMibSm::handleInitialized()"));
+  Velomark::recordsDel();
+}
+
 TYPED_TEST(MibSm, RowsComeWithTheRunsOfTheScheduler) {
   constexpr Acl::AclType type = TypeParam::kType;
   this->config_->typeConfig(type)->aclIs(acl("a", type, subConfig({10})));

@@ -63,6 +63,7 @@ TYPED_TEST(RuleSm, HasNoRowsWithoutASubConfiguration) {
   this->acl_->currCfgIs(nullptr);
   this->expectRows({});
   EXPECT_EQ(this->sm_->currCfg(), nullptr);
+  EXPECT_EQ(this->sub_->notifieeList().size(), 0U);
 }
 
 TYPED_TEST(RuleSm, ANewSubConfigurationAddsBeforeItDeletesAndKeepsWhatStays) {

@@ -236,6 +236,33 @@ TEST_P(TimeMarkHint, WithATimeMarkAloneCountsOneComponent) {
 }
 
 // Rejected input is said at level 0, what it costs is not.
+// Nothing that a hint holds makes the building of a key or the search for it fail; what traces
+// does.
+TEST_P(Hint, AKeyThatCannotBeBuiltCostsAFullWalk) {
+  addAll("absent", 10);
+  std::vector<std::string> messages;
+  const TraceCapture levels("Snmp=2");
+  Qel::traceSinkIs([&](const Qel::TraceRecord& record) {
+    messages.emplace_back(record.message);
+    if (record.message.ends_with("' not found in table")) throw Qel::RangeException("full");
+  });
+  Walk walk(table(), *mib);
+  EXPECT_NE(walk.first(hint, table().indexes()), nullptr);
+  EXPECT_EQ(walk.row(), rowText("a", 10));
+  const std::string type = table().hasSequence() ? "AclSnmp::AclRuleTableIndex" : "Snmp::String";
+  EXPECT_THAT(messages, testing::Contains("Bad hint for " + table().name() + ": " + type +
+                                          " ctor threw exception: full"));
+}
+
+TEST_P(Hint, IsTakenOutBeforeAnythingCanFail) {
+  addAll("a", 10);
+  const TraceCapture levels("Snmp=2");
+  Qel::traceSinkIs([](const Qel::TraceRecord&) { throw std::runtime_error("full"); });
+  Walk walk(table(), *mib);
+  EXPECT_EQ(walk.first(hint, table().indexes()), nullptr);
+  EXPECT_EQ(walk.loop(), nullptr);
+}
+
 TEST_P(Hint, RejectionIsTracedWithoutTheRoutineFlow) {
   addMark();
   hint.number(7, ASN_INTEGER);

@@ -112,6 +112,7 @@ TEST_F(Registration, TablesDeclareTheirIndexesAndColumns) {
       types.push_back(v->type);
     }
     EXPECT_EQ(types, t.indexTypes());
+    EXPECT_EQ(info->number_indexes, t.indexes());
     EXPECT_EQ(info->min_column, 2U);
     EXPECT_EQ(info->max_column, t.lastColumn());
     const netsnmp_column_info* columns = *columnInfo++;
