@@ -100,15 +100,7 @@ std::optional<Identity> wantedIdentity(const Options& options, const Snmp::Agent
   return identity;
 }
 
-/// Throws `std::bad_alloc` where the agent would not get far: the agent library does not live
-/// through an allocation that fails.
-void requireMemory() {
-  constexpr size_t kOctets = size_t{32} << 20;
-  ::operator delete(::operator new(kOctets));
-}
-
 int run(const Options& options) {
-  requireMemory();
   const Signals signals;
   // Destroyed in reverse: sources, MIB objects and rows, the plug-ins' code, the agent.
   Snmp::Agent agent({"aclsnmpd", options.listen, options.configFile});
@@ -127,7 +119,7 @@ int run(const Options& options) {
 
   const auto identity = wantedIdentity(options, agent);
   agent.open();
-  // Before any source opens what it reads, or begins a thread. The ruleset is read with a privilege.
+  // Before any source opens what it reads, or begins a thread. The ruleset takes a capability.
   if (identity) identityIs(*identity, options.nftables);
   const auto sources =
       makeSources(options, {mounts.inputDir(), mounts.statusDir(), scheduler, logFor});

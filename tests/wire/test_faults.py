@@ -255,7 +255,7 @@ class Memory(unittest.TestCase):
     def test_with_too_little_at_start_it_ends_with_one_line(self):
         outcomes = set()
         with Agent() as agent:
-            for megabytes in range(12, 132, 4):
+            for megabytes in range(12, 132, 2):
                 process = subprocess.Popen(
                     [ACLSNMPD, "--conf", agent.config_file, "--listen", "udp:127.0.0.1:0"],
                     stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True,

@@ -9,7 +9,7 @@ import time
 import unittest
 import unittest.mock
 
-from agent import acl_set, document, dotted, entry, name_index, table, wait_for
+from agent import ACLSNMPD, Agent, acl_set, document, dotted, entry, name_index, table, wait_for
 import netns
 from netns import Net, NamespaceAgent
 
@@ -150,6 +150,43 @@ class Counters(Live):
         self.net.udp(3, 5001)
         agent.process.send_signal(signal.SIGHUP)
         wait_for(lambda: agent.counts(1, "filter/input")["udp"] == 3, "the packets")
+
+
+class Dump(Live):
+    def test_a_dump_is_served_by_another_agent_as_the_same_tree(self):
+        self.net.inner.nft(COUNTING)
+        self.net.inner.nft(chain('tcp dport { 80, 443, 8000-8100 } accept comment "list"',
+                                 'udp sport != 53 ip saddr & 255.0.255.0 == 10.0.1.0 counter drop',
+                                 'jump away', name="odd").replace("table ip odd {", "table ip odd {\n"
+                                 "  chain away {\n  }\n"))
+        self.net.udp(7, 5001)
+        self.net.icmp(3, 8)
+        self.net.frame(5, 0x88B5)
+        dumped = subprocess.run([*self.net.inner.prefix(), ACLSNMPD, "--nftables", "--dump"],
+                                capture_output=True, text=True, timeout=60)
+        self.assertEqual((dumped.returncode, dumped.stderr), (0, ""))
+        agent = self.agent(*NEVER)
+        wait_for(lambda: agent.counts(1, "filter/input").get("udp") == 7
+                 and agent.counts(2, "wire/ingress").get("frame") == 5
+                 and ("odd/c", 30) in agent.column(1, 3, 2), "the ruleset")
+        times = [table(group, 3) + (1, 3) for group in (1, 2, 3)]
+
+        def tree(of):
+            return [bind for bind in of.bulkwalk() if bind[0][: len(times[0])] not in times]
+
+        expected = tree(agent)
+        self.assertGreater(len(expected), 300)
+        with Agent(dumped.stdout) as other:
+            wait_for(lambda: len(tree(other)) == len(expected), "the whole tree")
+            self.assertEqual(tree(other), expected)
+
+    def test_without_the_capability_a_dump_fails_with_the_reason(self):
+        dumped = subprocess.run(
+            [*self.net.inner.prefix(), "setpriv", "--bounding-set=-net_admin",
+             "--inh-caps=-net_admin", ACLSNMPD, "--nftables", "--dump"],
+            capture_output=True, text=True, timeout=60)
+        self.assertEqual((dumped.returncode, dumped.stdout), (1, ""))
+        self.assertIn("it takes CAP_NET_ADMIN", dumped.stderr)
 
 
 class Changes(Live):
@@ -348,6 +385,16 @@ class Privileges(Live):
                                             "--inh-caps=-all"])
         self.net.udp(2, 5001)
         wait_for(lambda: agent.counts(1, "filter/input").get("udp") == 2, "the packets")
+
+    def test_it_is_kept_when_the_agent_becomes_another_user(self):
+        self.net.inner.nft(COUNTING)
+        agent = self.agent(*OFTEN, "--user", "nobody")
+        self.net.udp(2, 5001)
+        wait_for(lambda: agent.counts(1, "filter/input").get("udp") == 2, "the packets")
+        with open("/proc/%d/status" % agent.process.pid) as status:
+            fields = dict(line.rstrip("\n").split(":\t", 1) for line in status)
+        self.assertEqual(fields["Uid"].split(), ["65534"] * 4)
+        self.assertEqual(int(fields["CapEff"], 16), 1 << 12)  # CAP_NET_ADMIN
 
     def test_a_document_and_the_ruleset_stand_side_by_side(self):
         self.net.inner.nft(COUNTING)
