@@ -155,7 +155,7 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t max
   using namespace Fuzz;
   PacketMutator mutator(seed);
   std::string_view base(reinterpret_cast<const char*>(data), size);
-  if (!pool().empty() && mutator.below(2) == 0) base = pool().any(mutator.below(SIZE_MAX));
+  if (!pool().empty() && mutator.below(4) != 0) base = pool().any(mutator.below(SIZE_MAX));
   auto packet = Ber::read(base);
   if (!packet || mutator.below(16) == 0) return LLVMFuzzerMutate(data, size, maxSize);
   const std::string changed = mutator.changed(std::move(*packet));
