@@ -111,7 +111,7 @@ TEST(ReadQuoted, RefusesWhatQuotedStrepDoesNotWrite) {
 }
 
 TEST(ReadQuoted, DoesNotLookBehindTheEnd) {
-  const std::string_view whole = R"('a'\')";
+  const std::string_view whole = R"('a\x01\'\\')";
   for (size_t length = 0; length < whole.size(); ++length) {
     StrepIterator current = whole.begin();
     EXPECT_THROW(Qel::readQuoted(current, whole.begin() + length), RangeException) << length;

@@ -176,6 +176,16 @@ TEST_P(Handler, ARequestWithoutTableInformationHasNoColumn) {
   walk.freeData(data);
 }
 
+// A trace that fails is the one thing in a handler that can throw beside its columns.
+TEST_P(Handler, AnExceptionIsAnErrorOfTheHandler) {
+  Batch batch(MODE_GET);
+  add(batch, 2);
+  const TraceCapture levels("Snmp=2");
+  Qel::traceSinkIs([](const Qel::TraceRecord&) { throw std::runtime_error("full"); });
+  EXPECT_EQ(handle(batch), SNMP_ERR_GENERR);
+  Qel::traceSinkIs({});
+}
+
 // Whatever the column: no column can be written.
 TEST_P(Handler, AnyOtherModeIsNotWritableForTheFirstOpenRequestOnly) {
   for (const int number : std::initializer_list<int>{

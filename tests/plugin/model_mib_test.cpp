@@ -1,6 +1,17 @@
+#include <new>
+
 #include "Fixtures.h"
 #include "qel/Dir.h"
 #include "qel/Type.h"
+
+namespace {
+bool noMemory = false;
+}  // namespace
+
+// Entities are made with this form, which may give null.
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+  return noMemory ? nullptr : ::operator new(size);
+}
 
 namespace {
 
@@ -96,6 +107,15 @@ TYPED_TEST(Table, NewPutsARowInPlaceOfAnyOtherWithoutANotification) {
   EXPECT_FALSE(first == second);
   EXPECT_EQ(TypeParam::get(*this->mib_, this->key("a")), second);
   EXPECT_EQ(TypeParam::size(*this->mib_), 1U);
+  EXPECT_THAT(this->log_.take(), IsEmpty());
+}
+
+TYPED_TEST(Table, ARowThatCannotBeMadeIsRefused) {
+  noMemory = true;
+  EXPECT_THAT([this] { TypeParam::is(*this->mib_, this->key("a"), this->config_); },
+              ThrowsMessage<Qel::RangeException>("null ValidPtr"));
+  noMemory = false;
+  EXPECT_EQ(this->mib_->template entries<typename TypeParam::Entry>().size(), 0U);
   EXPECT_THAT(this->log_.take(), IsEmpty());
 }
 
