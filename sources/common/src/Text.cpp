@@ -16,6 +16,10 @@ std::string addressText(int family, const Octets& octets) {
   return inet_ntop(family, octets.data(), text.data(), text.size());
 }
 
+std::string counted(size_t count, const char* what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
 }  // namespace
 
 std::string textOf(const Kavet::IpAddr& address) { return addressText(AF_INET, address.octets()); }
@@ -38,6 +42,17 @@ std::optional<uint32_t> prefixLength(const Kavet::IpAddr& mask) {
   const auto ones = static_cast<uint32_t>(std::countl_one(mask.value()));
   if (std::popcount(mask.value()) != static_cast<int>(ones)) return std::nullopt;
   return ones;
+}
+
+std::string summaryOf(const Snapshot& snapshot) {
+  size_t rules = 0;
+  size_t remarks = 0;
+  for (const auto& [key, acl] : snapshot.acls) {
+    rules += acl.rules.size();
+    remarks += acl.remarks.size();
+  }
+  return counted(snapshot.acls.size(), "ACL") + ", " + counted(rules, "rule") + ", " +
+         counted(remarks, "remark");
 }
 
 }  // namespace Sources

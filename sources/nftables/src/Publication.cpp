@@ -6,6 +6,7 @@
 
 #include "Numbering.h"
 #include "Words.h"
+#include "sources/Text.h"
 
 namespace Sources::Nftables {
 
@@ -15,21 +16,6 @@ namespace {
 constexpr size_t kMaxNameOctets = 100;
 /// Different lines that are said at all; a ruleset that keeps on inventing faults is told so often.
 constexpr size_t kMaxSaid = 200;
-
-std::string counted(size_t count, const char* what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
-std::string summaryOf(const Snapshot& snapshot) {
-  size_t rules = 0;
-  size_t remarks = 0;
-  for (const auto& [key, acl] : snapshot.acls) {
-    rules += acl.rules.size();
-    remarks += acl.remarks.size();
-  }
-  return counted(snapshot.acls.size(), "ACL") + ", " + counted(rules, "rule") + ", " +
-         counted(remarks, "remark");
-}
 
 /// The handle alone would do until it is used anew after a flush.
 Acl::UniqueId identityOf(uint64_t handle, uint64_t digest) {

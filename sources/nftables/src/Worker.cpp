@@ -6,10 +6,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <new>
-#include <system_error>
+
+#include "sources/Thread.h"
 
 namespace Sources::Nftables {
 
@@ -32,19 +32,6 @@ constexpr auto kGivenUpRest = 1h;
 /// Lines that could be said every time: so many in this time.
 constexpr auto kQuiet = 10s;
 constexpr int kMaxNews = 5;
-
-int newEventDescriptor() {
-  const int descriptor = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
-  if (descriptor < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
-  return descriptor;
-}
-
-/// All signals are for the event thread.
-void blockSignals() {
-  sigset_t all;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, nullptr);
-}
 
 std::string refusalOf(const std::string& error) {
   const std::string denied = std::strerror(EPERM);
@@ -72,10 +59,8 @@ Worker::~Worker() {
 }
 
 void Worker::start() {
-  thread_ = std::jthread([this](const std::stop_token& stop) {
-    blockSignals();
-    run(stop);
-  });
+  const SignalsBlocked blocked;
+  thread_ = std::jthread([this](const std::stop_token& stop) { run(stop); });
 }
 
 void Worker::request() {

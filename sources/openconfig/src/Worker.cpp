@@ -1,59 +1,16 @@
 #include "Worker.h"
 
-#include <pthread.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <csignal>
 #include <functional>
 #include <new>
 #include <string_view>
-#include <system_error>
+
+#include "sources/Text.h"
+#include "sources/Thread.h"
 
 namespace Sources::OpenConfig {
-
-namespace {
-
-int newEventDescriptor() {
-  const int descriptor = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
-  if (descriptor < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
-  return descriptor;
-}
-
-std::string counted(size_t count, const char* what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
-std::string summary(const Snapshot& snapshot) {
-  size_t rules = 0;
-  size_t remarks = 0;
-  for (const auto& [key, acl] : snapshot.acls) {
-    rules += acl.rules.size();
-    remarks += acl.remarks.size();
-  }
-  return "loaded " + counted(snapshot.acls.size(), "ACL") + ", " + counted(rules, "rule") + ", " +
-         counted(remarks, "remark");
-}
-
-/// Keeps signals away from threads that are made during its lifetime: they are for the event
-/// thread.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t before_;
-};
-
-}  // namespace
 
 Worker::Worker(std::string path, const Limits& limits)
     : path_(std::move(path)), limits_(limits), descriptor_(newEventDescriptor()) {
@@ -140,7 +97,7 @@ std::optional<Outcome> Worker::look(bool forced, const std::stop_token& stop) {
   if (known) return std::nullopt;
   Parsed parsed = parse(*text, limits_, stop);
   if (auto* snapshot = std::get_if<Snapshot>(&parsed)) {
-    std::string message = path_ + ": " + summary(*snapshot);
+    std::string message = path_ + ": loaded " + summaryOf(*snapshot);
     return Outcome{false, std::move(*snapshot), std::move(message)};
   }
   return Outcome{false, std::nullopt, std::get<DocumentError>(parsed).text(path_)};

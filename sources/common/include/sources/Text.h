@@ -6,6 +6,7 @@
 #include <string>
 
 #include "kavet/Addr.h"
+#include "sources/Snapshot.h"
 
 namespace Sources {
 
@@ -18,5 +19,8 @@ std::string textOf(const Kavet::EthAddr& address);
 
 /// The length of the prefix that a mask stands for; nothing where ones and zeros mix.
 std::optional<uint32_t> prefixLength(const Kavet::IpAddr& mask);
+
+/// How much a snapshot holds: "2 ACLs, 1 rule, 0 remarks"
+std::string summaryOf(const Snapshot& snapshot);
 
 }  // namespace Sources
