@@ -45,7 +45,7 @@ class ClientTest(unittest.TestCase):
         for (oid, kind, value), (want_oid, want_kind, want) in zip(found, self.tree):
             self.assertEqual((oid, kind), (want_oid, want_kind))
             if want is TIME:
-                self.assertGreater(value, 0, oid)
+                # 0 where the document was read in the agent's first hundredth of a second.
                 self.assertLessEqual(value, uptime, oid)
             else:
                 self.assertEqual(value, want, oid)
