@@ -4,6 +4,8 @@
 ///
 ///     model TYPE ACLS RULES   makes a model of a type and waits until all its rows are there
 ///     peers                   fills the comparators with the rows of the IPv4 model
+///     count EVERY             counts a packet at every so-manieth rule of the IPv4 model; gives the
+///                             time mark before it
 ///     change inplace|version  adds a rule to an ACL of the IPv4 model until its row is there
 ///     delete ACLS             removes ACLs of the IPv4 model until their rows are gone
 ///     burst NAMES CHANGES     replaces ACLs of the IPv4 model, round and round; the backlog drains
@@ -38,12 +40,14 @@ class Commands final : public Sources::Source {
   std::vector<int> descriptors() const override { return {0}; }
   void handleReadable(int descriptor) override;
   void reload() override {}
+  Sources::Progress progress() const override { return Sources::Progress::published; }
 
  private:
   class RowCount;
 
   std::string run(const std::string& line);
   std::string model(Acl::AclType type, const Shape& shape);
+  std::string count(size_t every);
   std::string change(bool inPlace);
   std::string remove(size_t acls);
   std::string burst(size_t names, size_t changes);

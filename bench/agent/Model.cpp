@@ -4,8 +4,6 @@ namespace Bench {
 
 namespace {
 
-Acl::UniqueId idOf(size_t rule) { return {Shape::sequence(rule), 0, 0}; }
-
 template <class Filter>
 void fillIp(Filter& filter, size_t number) {
   filter.proto = 6;
@@ -16,6 +14,8 @@ void fillIp(Filter& filter, size_t number) {
 }
 
 }  // namespace
+
+Acl::UniqueId idOf(size_t rule) { return {Shape::sequence(rule), 0, 0}; }
 
 Acl::IpRuleConfig ipRule(size_t number) {
   Acl::IpRuleConfig rule;

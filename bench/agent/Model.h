@@ -9,6 +9,7 @@
 
 namespace Bench {
 
+Acl::UniqueId idOf(size_t rule);
 Acl::IpRuleConfig ipRule(size_t number);
 /// The text of the remark at a rule; empty where it has none.
 std::string remarkOf(size_t number);
