@@ -24,13 +24,21 @@ void addStats(AclMib& mib, const std::string& name, uint32_t seqId, double chang
   mib.newEntry<Entry>(AclRuleTableIndex(snmpName(name), seqId), nullptr, changed);
 }
 template <class Entry>
-void deleteRow(AclMib& mib, const std::string& name, uint32_t seqId) {
+typename Entry::Key keyOf(const std::string& name, [[maybe_unused]] uint32_t seqId) {
   if constexpr (std::is_same_v<typename Entry::Key, Snmp::String>) {
-    static_cast<void>(seqId);
-    mib.entryDel<Entry>(snmpName(name));
+    return snmpName(name);
   } else {
-    mib.entryDel<Entry>(AclRuleTableIndex(snmpName(name), seqId));
+    return AclRuleTableIndex(snmpName(name), seqId);
   }
+}
+template <class Entry>
+void deleteRow(AclMib& mib, const std::string& name, uint32_t seqId) {
+  mib.entryDel<Entry>(keyOf<Entry>(name, seqId));
+}
+template <class Entry>
+uint32_t holders(const AclMib& mib, const std::string& name, uint32_t seqId) {
+  const auto* row = mib.entries<Entry>().find(keyOf<Entry>(name, seqId));
+  return row == nullptr ? 0 : (*row)->references() - 1;
 }
 
 #define DOORS(table)                                                                    \
@@ -129,55 +137,64 @@ std::vector<TableCase> makeTables() {
        {1, 1},
        DOORS(zorlenIpAclTable),
        addAcl<IpAclTableEntry>,
-       deleteRow<IpAclTableEntry>},
+       deleteRow<IpAclTableEntry>,
+       holders<IpAclTableEntry>},
       {"Ip",
        Kind::rules,
        {1, 2},
        DOORS(zorlenIpAclRuleTable),
        addRule<IpAclRuleTableEntry>,
-       deleteRow<IpAclRuleTableEntry>},
+       deleteRow<IpAclRuleTableEntry>,
+       holders<IpAclRuleTableEntry>},
       {"Ip",
        Kind::stats,
        {1, 3},
        DOORS(zorlenIpAclRuleStatsTable),
        addStats<IpAclRuleStatsTableEntry>,
-       deleteRow<IpAclRuleStatsTableEntry>},
+       deleteRow<IpAclRuleStatsTableEntry>,
+       holders<IpAclRuleStatsTableEntry>},
       {"Mac",
        Kind::acls,
        {2, 1},
        DOORS(zorlenMacAclTable),
        addAcl<MacAclTableEntry>,
-       deleteRow<MacAclTableEntry>},
+       deleteRow<MacAclTableEntry>,
+       holders<MacAclTableEntry>},
       {"Mac",
        Kind::rules,
        {2, 2},
        DOORS(zorlenMacAclRuleTable),
        addRule<MacAclRuleTableEntry>,
-       deleteRow<MacAclRuleTableEntry>},
+       deleteRow<MacAclRuleTableEntry>,
+       holders<MacAclRuleTableEntry>},
       {"Mac",
        Kind::stats,
        {2, 3},
        DOORS(zorlenMacAclRuleStatsTable),
        addStats<MacAclRuleStatsTableEntry>,
-       deleteRow<MacAclRuleStatsTableEntry>},
+       deleteRow<MacAclRuleStatsTableEntry>,
+       holders<MacAclRuleStatsTableEntry>},
       {"Ipv6",
        Kind::acls,
        {3, 1},
        DOORS(zorlenIpv6AclTable),
        addAcl<Ipv6AclTableEntry>,
-       deleteRow<Ipv6AclTableEntry>},
+       deleteRow<Ipv6AclTableEntry>,
+       holders<Ipv6AclTableEntry>},
       {"Ipv6",
        Kind::rules,
        {3, 2},
        DOORS(zorlenIpv6AclRuleTable),
        addRule<Ipv6AclRuleTableEntry>,
-       deleteRow<Ipv6AclRuleTableEntry>},
+       deleteRow<Ipv6AclRuleTableEntry>,
+       holders<Ipv6AclRuleTableEntry>},
       {"Ipv6",
        Kind::stats,
        {3, 3},
        DOORS(zorlenIpv6AclRuleStatsTable),
        addStats<Ipv6AclRuleStatsTableEntry>,
-       deleteRow<Ipv6AclRuleStatsTableEntry>},
+       deleteRow<Ipv6AclRuleStatsTableEntry>,
+       holders<Ipv6AclRuleStatsTableEntry>},
   };
 }
 #undef DOORS

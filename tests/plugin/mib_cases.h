@@ -40,6 +40,8 @@ struct TableCase {
   /// Adds a row; only rule and statistics tables use the number, only the latter the time.
   void (*addRow)(AclSnmp::AclMib& mib, const std::string& name, uint32_t seqId, double changed);
   void (*deleteRow)(AclSnmp::AclMib& mib, const std::string& name, uint32_t seqId);
+  /// How many references to a row there are beside the entity's.
+  uint32_t (*holders)(const AclSnmp::AclMib& mib, const std::string& name, uint32_t seqId);
 
   std::string name() const;
   std::string nameObject() const { return "zorlen" + family + "AclName"; }

@@ -216,6 +216,65 @@ TEST_P(Iteration, AdvancingMovesAPresentDataContextToTheSameRow) {
   walk.freeData(data);
 }
 
+// The handler's contexts are made for the rows that the library keeps, not for every row passed.
+TEST_P(Iteration, AnAbsentDataContextStaysAbsent) {
+  add("a");
+  add("b");
+  Walk walk(table(), *mib);
+  void* loop = nullptr;
+  void* data = nullptr;
+  ASSERT_NE(table().first(&loop, &data, walk.index().head(), walk.info()), nullptr);
+  EXPECT_EQ(data, nullptr);
+  const TraceCapture capture("Snmp=2");
+  ASSERT_NE(table().next(&loop, &data, walk.index().head(), walk.info()), nullptr);
+  EXPECT_EQ(data, nullptr);
+  EXPECT_EQ(capture.traced().front(),
+            snmp(2, hook("get_next_data_point") + " - advancing loop context " + text(loop) +
+                        " ; data context 0"));
+  table().freeLoopAtEnd(loop, walk.info());
+}
+
+TEST_P(Iteration, AdvancingToTheEndTakesAPresentDataContextAlong) {
+  add("a");
+  Walk walk(table(), *mib);
+  walk.first();
+  void* data = walk.makeData();
+  EXPECT_EQ(walk.next(&data), nullptr);
+  EXPECT_EQ(table().holders(*mib, "a", 10), 0U);
+  const TraceCapture capture("Snmp=2");
+  EXPECT_EQ(table().next(&data, nullptr, walk.index().head(), walk.info()), nullptr);
+  EXPECT_THAT(capture.traced(),
+              ElementsAre(snmp(
+                  2, hook("get_next_data_point") + " - at end of loop context " + text(data))));
+  walk.freeData(data);
+}
+
+TEST_P(Iteration, AContextHoldsItsRowUntilItMovesOnOrIsFreed) {
+  add("a");
+  add("b");
+  const auto held = [this](const char* name) { return table().holders(*mib, name, 10); };
+  Walk walk(table(), *mib);
+  walk.first();
+  EXPECT_EQ(held("a"), 1U);
+  void* const data = walk.makeData();
+  EXPECT_EQ(held("a"), 2U);
+  walk.next();
+  EXPECT_EQ(held("a"), 1U);
+  EXPECT_EQ(held("b"), 1U);
+
+  // What is freed is told while it is still held.
+  std::vector<uint32_t> whenTold;
+  const TraceCapture levels("Snmp=2");
+  Qel::traceSinkIs([&](const Qel::TraceRecord&) {
+    whenTold.insert(whenTold.end(), {held("a"), held("b")});
+  });
+  walk.freeData(data);
+  EXPECT_EQ(held("a"), 0U);
+  walk.end();
+  EXPECT_EQ(held("b"), 0U);
+  EXPECT_THAT(whenTold, ElementsAre(1U, 1U, 0U, 1U));
+}
+
 TEST_P(Iteration, ContextsAreMadeAndFreedWithATrace) {
   add("a");
   Walk walk(table(), *mib);
