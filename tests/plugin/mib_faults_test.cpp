@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <functional>
+
 #include "mib_agent.h"
 
 namespace {
@@ -13,8 +16,12 @@ bool noValue = false;
 /// The ASN.1 type of the index objects that cannot be set up; 0 for none.
 u_char noIndexOf = 0;
 std::vector<std::string> unregistered;
-/// How many OIDs were formatted.
-int formatted = 0;
+/// What was done and told, in order.
+std::vector<std::string> events;
+/// Called when a handler is unregistered.
+std::function<void()> atUnregistration;
+/// The buffers' sizes of the OIDs that were formatted.
+std::vector<size_t> formatted;
 
 }  // namespace
 
@@ -25,7 +32,14 @@ netsnmp_handler_registration* __real_netsnmp_create_handler_registration(
 netsnmp_handler_registration* __wrap_netsnmp_create_handler_registration(
     const char* name, Netsnmp_Node_Handler* handler, const oid* at, size_t length, int modes) {
   if (noRegistration) return nullptr;
+  events.push_back("made " + std::string(name) + (modes == HANDLER_CAN_RONLY ? "" : " not RONLY"));
   return __real_netsnmp_create_handler_registration(name, handler, at, length, modes);
+}
+
+void __real_netsnmp_handler_registration_free(netsnmp_handler_registration* reg);
+void __wrap_netsnmp_handler_registration_free(netsnmp_handler_registration* reg) {
+  events.push_back("freed " + std::string(reg == nullptr ? "nothing" : reg->handlerName));
+  __real_netsnmp_handler_registration_free(reg);
 }
 
 int __real_netsnmp_inject_handler(netsnmp_handler_registration* reg, netsnmp_mib_handler* handler);
@@ -36,6 +50,7 @@ int __wrap_netsnmp_inject_handler(netsnmp_handler_registration* reg, netsnmp_mib
 int __real_netsnmp_unregister_handler(netsnmp_handler_registration* reg);
 int __wrap_netsnmp_unregister_handler(netsnmp_handler_registration* reg) {
   unregistered.emplace_back(reg->handlerName);
+  if (atUnregistration) atUnregistration();
   return __real_netsnmp_unregister_handler(reg);
 }
 
@@ -60,7 +75,7 @@ int __wrap_snmp_set_var_typed_value(netsnmp_variable_list* variable, u_char type
 
 int __real_snprint_objid(char* buffer, size_t size, const oid* name, size_t length);
 int __wrap_snprint_objid(char* buffer, size_t size, const oid* name, size_t length) {
-  ++formatted;
+  formatted.push_back(size);
   return __real_snprint_objid(buffer, size, name, length);
 }
 
@@ -74,8 +89,11 @@ using testing::ElementsAreArray;
 
 class Faults : public AgentTest {
  protected:
-  Faults() { unregistered.clear(); }
-  ~Faults() override { noRegistration = noInjection = noValue = false, noIndexOf = 0; }
+  Faults() { unregistered.clear(), events.clear(), formatted.clear(); }
+  ~Faults() override {
+    noRegistration = noInjection = noValue = false, noIndexOf = 0;
+    atUnregistration = {};
+  }
 };
 
 TEST_F(Faults, HandlersAreUnregisteredInTheOrderOfTheirRegistration) {
@@ -86,13 +104,59 @@ TEST_F(Faults, HandlersAreUnregisteredInTheOrderOfTheirRegistration) {
   EXPECT_EQ(unregistered, expected);
 }
 
+// The trace tells what is to go, and the module is withdrawn when it has gone.
+TEST_F(Faults, HandlersAreUnregisteredBetweenTheTraceAndTheWithdrawal) {
+  init_AclMIB("");
+  const TraceCapture levels("Snmp=2");
+  std::vector<size_t> goneWhenTold;
+  Qel::traceSinkIs([&](const Qel::TraceRecord&) { goneWhenTold.push_back(unregistered.size()); });
+  atUnregistration = [] {
+    EXPECT_EQ(AclSnmp::handlerRegistrationsByContext[""].size(), 10U);
+    EXPECT_EQ(AclSnmp::columnInfosByContext[""].size(), 9U);
+    EXPECT_EQ(Snmp::mibContexts().count(""), 1U);
+  };
+  unregister_AclMIB("");
+  EXPECT_THAT(goneWhenTold, ElementsAre(0U));
+  EXPECT_THAT(unregistered, testing::SizeIs(10));
+  EXPECT_THAT(Snmp::mibContexts(), testing::IsEmpty());
+}
+
+TEST_F(Faults, AnotherContextsRegistrationsAreMadeUnderItsNameAndFreed) {
+  const TraceCapture levels("Snmp=2");
+  Qel::traceSinkIs([](const Qel::TraceRecord& record) {
+    if (record.level == 2) events.push_back("told " + std::string(record.site.function));
+  });
+  init_AclMIB("vrf");
+  std::vector<std::string> expected = {"made zorlenAclDpSupportFlags_vrf", "told init_AclMIB",
+                                       "freed zorlenAclDpSupportFlags_vrf"};
+  for (const TableCase& t : tables()) {
+    expected.insert(expected.end(), {"made " + t.name() + "_vrf", "freed " + t.name() + "_vrf",
+                                     "told initialize_table_" + t.name()});
+  }
+  EXPECT_THAT(events, ElementsAreArray(expected));
+}
+
+// Only the scalar's set-up asks whether there is one.
+TEST_F(Faults, ATableWithoutARegistrationIsPassedOverInAnotherContextAsEver) {
+  noRegistration = true;
+  for (const TableCase& t : tables()) {
+    events.clear();
+    const TraceCapture capture("Snmp=8");
+    t.initialize("vrf");
+    EXPECT_THAT(events, ElementsAre("freed nothing"));
+    EXPECT_EQ(capture.traced().back(), snmp(2, "initialize_table_" + t.name() +
+                                                   " in context \"vrf\" lumdbPathWithContext not "
+                                                   "specified "));
+  }
+  EXPECT_THAT(AclSnmp::handlerRegistrationsByContext, testing::IsEmpty());
+}
+
 TEST_F(Faults, AnOidIsFormattedOnlyForATrace) {
-  formatted = 0;
   for (const int level : {0, 1}) {
     const TraceCapture capture("Snmp=" + std::to_string(level));
     init_AclMIB("");
     unregister_AclMIB("");
-    EXPECT_EQ(formatted, level == 0 ? 0 : 10);
+    EXPECT_EQ(formatted, std::vector<size_t>(level == 0 ? 0 : 10, 200));
   }
 }
 
@@ -109,6 +173,19 @@ TEST_F(Faults, AnIndexObjectThatCannotBeSetUpIsTracedAndSetUpGoesOn) {
       t.initialize("");
       noIndexOf = 0;
       EXPECT_EQ(AclSnmp::columnInfosByContext[""].size(), 1U);
+      // The other index objects, and all that comes after them.
+      std::vector<u_char> others = types;
+      others.erase(others.begin() + static_cast<long>(i));
+      const auto* info =
+          netsnmp_find_table_registration_info(AclSnmp::handlerRegistrationsByContext[""].front());
+      ASSERT_NE(info, nullptr);
+      std::vector<u_char> set;
+      for (const auto* v = info->indexes; v != nullptr; v = v->next_variable) {
+        set.push_back(v->type);
+      }
+      EXPECT_EQ(set, others);
+      EXPECT_EQ(info->min_column, 2U);
+      EXPECT_EQ(info->max_column, t.lastColumn());
       EXPECT_EQ(capture.traced()[1],
                 snmp(0, "Failed to set up " + names[i] + " in netsnmp table_info in context \"\""));
       EXPECT_EQ(capture.traced().back(),
@@ -185,6 +262,21 @@ TEST_F(FaultsDeathTest, ATableThatCannotBeSerializedIsFatal) {
     EXPECT_DEATH(t.initialize(""), "^AclMIB:[0-9]+: void initialize_table_" + t.name() +
                                        "\\(Qel::String8\\): Assertion 'injected == \\(0\\)' "
                                        "failed\\.\n$");
+  }
+}
+
+TEST_F(FaultsDeathTest, ATableThatCannotBeSerializedIsNotSaidToBeInitialized) {
+  noInjection = true;
+  for (const TableCase& t : tables()) {
+    EXPECT_EXIT(
+        {
+          Qel::traceSettingsIs("Snmp=8");
+          t.initialize("");
+        },
+        testing::KilledBySignal(SIGABRT),
+        testing::AllOf(testing::HasSubstr("initialize_table_" + t.name() + " initializing oid "),
+                       testing::HasSubstr("Assertion 'injected == (0)' failed."),
+                       testing::Not(testing::HasSubstr("Initialized table"))));
   }
 }
 
