@@ -18,6 +18,7 @@ add_room_test(mib-hooks-test SOURCES mib_cases.cpp mib_iteration_test.cpp mib_hi
 mib_room_test_settings(mib-hooks-test)
 
 add_room_test(mib-registration-test SOURCES mib_cases.cpp mib_registration_test.cpp
+              mib_registration_death_test.cpp
               LINK ${MIB_ROOMS})
 mib_room_test_settings(mib-registration-test)
 

@@ -3,9 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <csignal>
-#include <cstdio>
-
 #include "mib_agent.h"
 
 namespace MibTest {
@@ -143,6 +140,8 @@ TEST_F(Registration, IteratorsNameTheTablesOwnHooks) {
     EXPECT_EQ(info->free_loop_context, nullptr);
     EXPECT_EQ(info->myvoid, mib.get());
     EXPECT_EQ(info->flags, 3);
+    // The library's handler is its one owner.
+    EXPECT_EQ(info->refcnt, 1);
     EXPECT_EQ(info->table_reginfo,
               netsnmp_find_table_registration_info(registeredAt(t.tableOid())));
   }
@@ -190,6 +189,22 @@ TEST_F(Registration, AnyOtherContextIsAnnouncedWithoutObjects) {
     for (const TableCase& t : tables()) EXPECT_EQ(registeredAt(t.tableOid()), nullptr);
     unregister_AclMIB(Qel::String8(context));
     EXPECT_THAT(Snmp::mibContexts(), IsEmpty());
+  }
+}
+
+TEST_F(Registration, TheModuleIsAnnouncedAfterItsObjects) {
+  for (const Qel::String8 context : {"", "vrf"}) {
+    std::vector<size_t> announced;
+    {
+      const TraceCapture levels("Snmp=8");
+      Qel::traceSinkIs(
+          [&](const Qel::TraceRecord&) { announced.push_back(Snmp::mibContexts().size()); });
+      init_AclMIB(context);
+    }
+    EXPECT_GE(announced.size(), 19U);
+    EXPECT_THAT(announced, testing::Each(0U));
+    EXPECT_THAT(Snmp::mibContexts(), ElementsAre(Pair(context, ElementsAre("AclMIB"))));
+    unregister_AclMIB(context);
   }
 }
 
@@ -293,72 +308,20 @@ TEST_F(Registration, DebugOutputNamesTheContext) {
   unregister_AclMIB("vrf");
 }
 
-using RegistrationDeathTest = Registration;
-
-/// What an assertion of a function writes.
-std::string assertion(const std::string& function, const std::string& expected) {
-  return "AclMIB:[0-9]+: void " + function + "\\(Qel::String8\\): Assertion '" + expected +
-         "' failed\\.\n$";
-}
-
-TEST_F(RegistrationDeathTest, AMissingEntityIsFatal) {
-  root->dirIs("snmp/acl")->entityDel("aclMIB");
-  const std::string missing = "^Can not getEntityRelative\\( snmp/acl/aclMIB \\) for ";
-  EXPECT_DEATH(init_AclMIB(kDefault),
-               missing + "scalar zorlenAclDpSupportFlags\\. Is this path correct\\?\n" +
-                   assertion("init_AclMIB", "e_zorlenAclDpSupportFlags"));
-  for (const TableCase& t : tables()) {
-    EXPECT_DEATH(t.initialize(kDefault), missing + "table " + t.name() +
-                                             "\\. Is this path correct\\?\n" +
-                                             assertion("initialize_table_" + t.name(), "e"));
-  }
-}
-
-TEST_F(RegistrationDeathTest, WithoutAMountTheEntityIsMissing) {
-  Snmp::mountPointIs(nullptr);
-  EXPECT_DEATH(init_AclMIB(kDefault), assertion("init_AclMIB", "e_zorlenAclDpSupportFlags"));
-}
-
-TEST_F(RegistrationDeathTest, AnEntityOfAnotherTypeIsFatal) {
-  root->dirIs("snmp/acl")->entityIs(Qel::make<Acl::Status>("aclMIB"));
-  const std::string other = "^snmp/acl/aclMIB does not appear to be of type AclSnmp::AclMib";
-  EXPECT_DEATH(init_AclMIB(kDefault), other + " for scalar zorlenAclDpSupportFlags\\.\n" +
-                                          assertion("init_AclMIB", "ptr_zorlenAclDpSupportFlags"));
-  for (const TableCase& t : tables()) {
-    EXPECT_DEATH(t.initialize(kDefault),
-                 other + "\\.\n" + assertion("initialize_table_" + t.name(), "ptr"));
-  }
-}
-
-TEST_F(RegistrationDeathTest, ASecondRegistrationOfATableIsFatal) {
-  for (const TableCase& t : tables()) {
-    EXPECT_DEATH(
-        {
-          t.initialize(kDefault);
-          t.initialize(kDefault);
-        },
-        assertion("initialize_table_" + t.name(), "result == 0"));
-  }
-}
-
-/// Tells at the abort how many registrations the default context's list holds.
-void countAtAbort(int) {
-  std::fprintf(stderr, "%zu registrations\n",
-               AclSnmp::handlerRegistrationsByContext[kDefault].size());
-  std::_Exit(1);
-}
-
-// The library has freed the scalar's duplicate; the first table's stops the process.
-TEST_F(RegistrationDeathTest, ASecondRegistrationOfAContextDropsTheScalarsDuplicate) {
-  EXPECT_EXIT(
-      {
-        init_AclMIB(kDefault);
-        std::signal(SIGABRT, countAtAbort);
-        init_AclMIB(kDefault);
-      },
-      testing::ExitedWithCode(1),
-      "void initialize_table_zorlenIpAclTable\\(Qel::String8\\): Assertion 'result == 0' "
-      "failed\\.\n11 registrations\n$");
+TEST_F(Registration, DebugOutputComesBeforeTheTraces) {
+  const TraceCapture levels("Snmp=1");
+  Qel::traceSinkIs({});
+  debug_register_tokens("trace,AclMIB");
+  snmp_set_do_debugging(1);
+  testing::internal::CaptureStderr();
+  snmp_enable_stderrlog();
+  init_AclMIB("vrf");
+  snmp_disable_stderrlog();
+  const std::string output = testing::internal::GetCapturedStderr();
+  snmp_set_do_debugging(0);
+  EXPECT_THAT(output, testing::ContainsRegex("AclMIB: Initializing in context \"vrf\"\n"
+                                             "[^\n]* init_AclMIB initializing oid "));
+  unregister_AclMIB("vrf");
 }
 
 }  // namespace
