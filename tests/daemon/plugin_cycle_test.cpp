@@ -80,6 +80,39 @@ TEST(PluginCycle, AHundredLoadsAndUnloadsLeaveNothingBehind) {
   }
 }
 
+TEST(PluginFile, RegistersItsTypesWhenItIsLoaded) {
+  const std::vector<const char*> types = {
+      "AclSnmp::Root",
+      "AclSnmp::AclMib",
+      "AclSnmp::AclSnmpTypeConfig",
+      "AclSnmp::AclSnmpTypeStatus",
+      "AclSnmp::AclSnmpTypeConfigCodef",
+      "AclSnmp::AclSnmpTypeStatusCodef",
+  };
+  {
+    const Daemon::Plugins plugins(PLUGIN_DIR);
+    for (const char* type : types) EXPECT_TRUE(Qel::hasType(type)) << type;
+    EXPECT_TRUE(Snmp::mibContexts().empty());
+  }
+  for (const char* type : types) EXPECT_FALSE(Qel::hasType(type)) << type;
+}
+
+TEST(PluginFile, ExportsItsEntryPointsByTheirNames) {
+  void* const library = dlopen(PLUGIN_FILE, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(library, nullptr) << dlerror();
+  std::vector<std::string> names = {"init_AclMIB", "unregister_AclMIB",
+                                    "handle_zorlenAclDpSupportFlags"};
+  for (const std::string family : {"Ip", "Mac", "Ipv6"}) {
+    for (const char* kind : {"", "Rule", "RuleStats"}) {
+      const std::string table = "zorlen" + family + "Acl" + kind + "Table";
+      names.insert(names.end(), {"initialize_table_" + table, table + "_handler"});
+    }
+  }
+  EXPECT_EQ(names.size(), 21U);
+  for (const std::string& name : names) EXPECT_NE(dlsym(library, name.c_str()), nullptr) << name;
+  dlclose(library);
+}
+
 TEST(Plugins, AFolderThatCannotBeReadIsNamed) {
   try {
     const Daemon::Plugins plugins("/nowhere/at/all");
