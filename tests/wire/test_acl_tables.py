@@ -108,6 +108,16 @@ class AclTables(unittest.TestCase):
             oid = table(1, 1) + (1, number) + name_index("a")
             self.assertTrue(self.agent.get(oid)[0][1].startswith("No Such"), number)
 
+    def test_the_scalar_is_its_one_instance(self):
+        scalar = OBJECTS + (4,)
+        for start in (scalar, table(3, 3) + (1, 3, 2**32 - 1)):
+            self.assertEqual(self.agent.getnext(start)[0][:2], (scalar + (0,), "Hex-STRING"))
+        for below in ((0,), (0, 0), (1,)):
+            (oid, _, value) = self.agent.getnext(scalar + below)[0]
+            self.assertTrue(value is None or oid[: len(scalar)] > scalar, below)
+        for other in (scalar, scalar + (1,), scalar + (0, 0)):
+            self.assertTrue(self.agent.get(other)[0][1].startswith("No Such"), other)
+
     def test_set_is_refused(self):
         oid = dotted(rows(1)[0][0])
         for target in (oid, dotted(OBJECTS + (4, 0))):
