@@ -64,14 +64,15 @@ TEST_F(ScalarEncoder, ItsFailureIsAnErrorWhetherTracedOrNot) {
 
 TEST_F(ScalarEncoder, AsManyOctetsAsItWritesAreTheValue) {
   for (const int count : {0, 1, 3, 1024}) {
-    encoder = [count](const auto&, unsigned char* buffer, int length) {
+    const TraceCapture capture("Snmp=9");
+    encoder = [&capture, count](const auto&, unsigned char* buffer, int length) {
       EXPECT_EQ(length, 1024);
+      EXPECT_THAT(capture.traced(), ElementsAre(traces(count).front()));
       std::memset(buffer, 0x5A, static_cast<size_t>(count));
       return count;
     };
     Batch batch(MODE_GET);
     const netsnmp_request_info& request = batch.add();
-    const TraceCapture capture("Snmp=9");
     EXPECT_EQ(handle(batch), SNMP_ERR_NOERROR);
     EXPECT_EQ(request.requestvb->type, ASN_OCTET_STR);
     EXPECT_EQ(octetsOf(request.requestvb), Octets(static_cast<size_t>(count), 0x5A));

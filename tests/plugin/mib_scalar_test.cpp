@@ -74,6 +74,18 @@ TEST_F(Scalar, GetKeepsNoReferenceToTheStatus) {
   EXPECT_EQ(status->references(), before);
 }
 
+TEST_F(Scalar, TheReferenceToTheStatusIsGoneWhenTheResultIsTraced) {
+  mib->aclStatusIs(status);
+  const uint32_t before = status->references();
+  Batch batch(MODE_GET);
+  batch.add();
+  std::vector<uint32_t> references;
+  const TraceCapture levels("Snmp=2");
+  Qel::traceSinkIs([&](const Qel::TraceRecord&) { references.push_back(status->references()); });
+  handle(batch);
+  EXPECT_THAT(references, ElementsAre(before, before));
+}
+
 TEST_F(Scalar, WithoutAStatusNoFlagIsSet) {
   Batch batch(MODE_GET);
   const netsnmp_request_info& request = batch.add();
@@ -133,6 +145,23 @@ TEST_F(Scalar, WithoutAnEntityGetIsAnErrorWhetherTracedOrNot) {
         capture.traced(),
         ElementsAre(snmp(2, kHandler + " - entity /<sysname>/snmp/acl/aclMIB is not of type "
                                        "AclSnmp::AclMib")));
+  }
+}
+
+// Only a reading asks for the entity.
+TEST_F(Scalar, WithoutAnEntityEveryOtherModeIsAnsweredAsWithOne) {
+  registration.my_reg_void = nullptr;
+  for (const int mode :
+       std::initializer_list<int>{MODE_SET_RESERVE1, MODE_SET_UNDO, MODE_GETNEXT}) {
+    const bool isSet = mode <= MODE_SET_UNDO;
+    Batch batch(mode);
+    const netsnmp_request_info& request = batch.add();
+    const TraceCapture capture("Snmp=9");
+    EXPECT_EQ(handle(batch), isSet ? SNMP_ERR_NOERROR : SNMP_ERR_GENERR) << mode;
+    EXPECT_EQ(request.status, isSet ? SNMP_ERR_NOTWRITABLE : SNMP_ERR_GENERR) << mode;
+    const std::string said = isSet ? " - SET is not configured for zorlenAclDpSupportFlags"
+                                   : " - unknown mode from request: " + std::to_string(mode);
+    EXPECT_THAT(capture.traced(), ElementsAre(snmp(2, kHandler + said)));
   }
 }
 

@@ -19,8 +19,9 @@ int get(const AclSnmp::AclMib* mib, netsnmp_request_info* request) {
   }
   ACLSNMP_MIB_TRACE(2, kFunction, kFunction << " - reading snmp/acl/aclMIB->aclStatus()");
   unsigned char buffer[AclSnmp::kValueBuffer];
-  const Qel::Ptr<const Acl::Status> status = mib->aclStatus();
-  const int count = DpAclSupportFlagsToAsnBits(status, buffer, sizeof buffer);
+  // A reference for the encoding alone: the entity's own may be replaced meanwhile.
+  const int count = DpAclSupportFlagsToAsnBits(Qel::Ptr<const Acl::Status>(mib->aclStatus()),
+                                               buffer, sizeof buffer);
   ACLSNMP_MIB_TRACE(2, kFunction,
                     kFunction << " - DpAclSupportFlagsToAsnBits returned " << count
                               << "bytes for snmp/acl/aclMIB->aclStatus()");
