@@ -1,5 +1,7 @@
 // What becomes of an encoder's result, whatever it is: the handlers with encoders of our own.
 
+#include <gmock/gmock.h>
+
 #include <type_traits>
 
 #include "Hooks.h"
@@ -11,6 +13,8 @@ namespace {
 
 /// What the encoders of altered tables return.
 int encoded = -1;
+/// The size of the buffer that one was given last.
+int offered = -1;
 
 template <const auto& original>
 auto altered() {
@@ -18,6 +22,7 @@ auto altered() {
   TableT copy = original;
   for (auto& column : copy.columns) {
     column.encode = [](const typename TableT::Entry&, unsigned char* buffer, int size) {
+      offered = size;
       if (size > 0) std::memset(buffer, 0, static_cast<size_t>(size));
       return encoded;
     };
@@ -57,6 +62,16 @@ class Encoding : public Values, public testing::WithParamInterface<size_t> {
 INSTANTIATE_TEST_SUITE_P(Tables, Encoding, testing::Range(size_t{0}, size_t{9}),
                          [](const auto& info) { return tables()[info.param].name(); });
 
+TEST_P(Encoding, EachEncoderIsGivenABufferOfItsColumnsSize) {
+  const TableCase t = altered();
+  encoded = -1;
+  for (const ColumnCase& column : t.columns()) {
+    offered = -1;
+    read(t, column.number, t.handler);
+    EXPECT_EQ(offered, column.bufferSize) << column.name;
+  }
+}
+
 TEST_P(Encoding, AFailedEncoderIsNamedWithItsAttribute) {
   const TableCase t = altered();
   for (const int length : {-1, -1000}) {
@@ -95,6 +110,29 @@ TEST_P(Encoding, ALengthOutOfItsColumnsRangeIsNamed) {
                 snmp(2, "handle_" + t.name() +
                             " - entity /<sysname>/snmp/acl/aclMIB length out of range: " +
                             column.attribute + " (" + std::to_string(length) + ")"));
+    }
+  }
+}
+
+TEST_P(Encoding, FailuresAreErrorsOfTheBatchWhenTheyAreNotTraced) {
+  const TableCase t = altered();
+  for (const ColumnCase& column : t.columns()) {
+    for (const int length : {-1, column.bufferSize + 1}) {
+      if (length > 1024) continue;
+      encoded = length;
+      Walk walk(t, *mib);
+      walk.first();
+      Batch batch(MODE_GET);
+      const netsnmp_request_info& first = batch.add();
+      batch.head()->processed = 1;
+      const netsnmp_request_info& failing = batch.add(column.number, t, walk);
+      const netsnmp_request_info& after = batch.add(column.number, t, walk);
+      const TraceCapture capture("Snmp=1");
+      EXPECT_EQ(t.handler(nullptr, nullptr, batch.info(), batch.head()), SNMP_ERR_GENERR);
+      EXPECT_EQ(first.status, SNMP_ERR_GENERR) << column.name;
+      EXPECT_EQ(failing.requestvb->type, ASN_NULL) << column.name;
+      EXPECT_EQ(after.requestvb->type, ASN_NULL) << column.name;
+      EXPECT_THAT(capture.traced(), testing::IsEmpty());
     }
   }
 }

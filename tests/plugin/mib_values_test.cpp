@@ -136,6 +136,36 @@ TEST_F(Values, EveryColumnOfAMacRule) {
   expectText(t, 9, kRemark);
 }
 
+TEST_F(Values, RuleColumnsReadTheirOwnTruthValue) {
+  const auto expectOnly = [this](const char* name, std::vector<unsigned> columns, unsigned only) {
+    for (const unsigned column : columns) {
+      expectNumber(table(name), column, column == only ? 1 : 2);
+    }
+  };
+  for (const unsigned only : {0U, 13U, 14U, 16U, 20U}) {
+    Acl::IpRuleConfig rule;
+    rule.filter.tracked = only == 13;
+    rule.filter.fragments = only == 14;
+    rule.filter.established = only == 16;
+    rule.log = only == 20;
+    rules->ipRuleByIdIs(kId, rule);
+    expectOnly("zorlenIpAclRuleTable", {13, 14, 16, 20}, only);
+  }
+  for (const unsigned only : {0U, 14U, 18U}) {
+    Acl::Ip6RuleConfig rule;
+    rule.filter.established = only == 14;
+    rule.log = only == 18;
+    rules->ip6RuleByIdIs(kId, rule);
+    expectOnly("zorlenIpv6AclRuleTable", {14, 18}, only);
+  }
+  for (const unsigned only : {0U, 8U}) {
+    Acl::MacRuleConfig rule;
+    rule.log = only == 8;
+    rules->macRuleByIdIs(kId, rule);
+    expectOnly("zorlenMacAclRuleTable", {8}, only);
+  }
+}
+
 TEST_F(Values, StatisticsAreTheCountAndTheUptimeOfItsLastChange) {
   for (const char* name :
        {"zorlenIpAclRuleStatsTable", "zorlenMacAclRuleStatsTable", "zorlenIpv6AclRuleStatsTable"}) {
