@@ -164,6 +164,12 @@ TEST_P(Hint, WithANameOfAnotherTypeIsRejected) {
   }
 }
 
+TEST_P(Hint, WithANameOfNoOctetsIsAKey) {
+  for (const uint32_t seqId : {10U, 20U}) table().addRow(*mib, "", seqId, kLongAgo);
+  addAll("", 20);
+  expectStart(rowText("", 20), true, components("", "20"));
+}
+
 TEST_P(Hint, WithANameOf255OctetsIsAKey) {
   const std::string name(255, 'n');
   addAll(name, 10);
@@ -235,23 +241,24 @@ TEST_P(TimeMarkHint, WithATimeMarkAloneCountsOneComponent) {
   expectFullWalk({needed(1)});
 }
 
-// Rejected input is said at level 0, what it costs is not.
 // Nothing that a hint holds makes the building of a key or the search for it fail; what traces
 // does.
 TEST_P(Hint, AKeyThatCannotBeBuiltCostsAFullWalk) {
   addAll("absent", 10);
-  std::vector<std::string> messages;
+  std::vector<Traced> traced;
   const TraceCapture levels("Snmp=2");
   Qel::traceSinkIs([&](const Qel::TraceRecord& record) {
-    messages.emplace_back(record.message);
+    traced.push_back(snmp(record.level, std::string(record.message)));
     if (record.message.ends_with("' not found in table")) throw Qel::RangeException("full");
   });
   Walk walk(table(), *mib);
   EXPECT_NE(walk.first(hint, table().indexes()), nullptr);
   EXPECT_EQ(walk.row(), rowText("a", 10));
   const std::string type = table().hasSequence() ? "AclSnmp::AclRuleTableIndex" : "Snmp::String";
-  EXPECT_THAT(messages, testing::Contains("Bad hint for " + table().name() + ": " + type +
-                                          " ctor threw exception: full"));
+  EXPECT_THAT(traced, testing::Contains(snmp(0, "Bad hint for " + table().name() + ": " + type +
+                                                    " ctor threw exception: full")));
+  EXPECT_THAT(traced, testing::Contains(snmp(2, first() + " - allocated new loop context " +
+                                                    text(walk.loop()) + ", hintMatched=0")));
 }
 
 TEST_P(Hint, IsTakenOutBeforeAnythingCanFail) {
@@ -263,6 +270,7 @@ TEST_P(Hint, IsTakenOutBeforeAnythingCanFail) {
   EXPECT_EQ(walk.loop(), nullptr);
 }
 
+// Rejected input is said at level 0, what it costs is not.
 TEST_P(Hint, RejectionIsTracedWithoutTheRoutineFlow) {
   addMark();
   hint.number(7, ASN_INTEGER);

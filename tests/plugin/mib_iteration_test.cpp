@@ -177,6 +177,19 @@ TEST_P(Iteration, AWalkGoesOnAfterItsRowIsGone) {
   EXPECT_EQ(walk.row(), rowText("c"));
 }
 
+TEST_P(SequenceIteration, AWalkGoesOnWithinItsListAfterItsRuleIsGone) {
+  for (const uint32_t seqId : {10U, 20U, 30U}) add("a", seqId);
+  Walk walk(table(), *mib);
+  walk.first();
+  walk.next();
+  ASSERT_EQ(walk.row(), "a 20");
+  remove("a", 20);
+  add("a", 15);
+  add("a", 25);
+  ASSERT_NE(walk.next(), nullptr);
+  EXPECT_EQ(walk.row(), "a 25");
+}
+
 TEST_P(Iteration, AWalkSeesRowsThatCameMeanwhileAboveItsOwn) {
   add("b");
   add("d");

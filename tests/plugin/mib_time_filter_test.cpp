@@ -208,6 +208,19 @@ TEST_P(TimeFilter, TheRowOfAHintIsFilteredToo) {
                                             text(walk.loop()) + ", hintMatched=1")));
 }
 
+// Those before the row of a hint are not what is asked for, whatever becomes of the ones after it.
+TEST_P(TimeFilter, AHintWhoseRowsAreAllLeftOutEndsTheWalk) {
+  add("a", 300);
+  add("b", 100);
+  add("c", 200);
+  Walk walk(table(), *mib);
+  walk.timeMarkIs(300);
+  Index hint;
+  hint.number(300, ASN_TIMETICKS).name("b").number(1);
+  EXPECT_EQ(walk.first(hint, 3), nullptr);
+  EXPECT_EQ(walk.next(), nullptr);
+}
+
 // The library repeats a walk without a hint; the mark stays where it was.
 TEST_P(TimeFilter, TheMarkIsThatOfTheIndexNotOfTheHint) {
   add("a", 100);
