@@ -155,12 +155,36 @@ TEST(TraceSites, TheHooksNameTheirLinesAndTheirDoor) {
     walk.next();
     walk.next();
     walk.end();
+    if (t.hasTimeMark()) {
+      walk.timeMarkIs(1000000);  // the row is filtered out
+      EXPECT_EQ(walk.first(), nullptr);
+    }
     EXPECT_GT(sites.all.size(), 12U);
     expectAtTheirLines(sites.all, t.name());
     for (const Sited& trace : sites.all) {
       EXPECT_EQ(trace.unit, "AclMIB");
       EXPECT_TRUE(trace.function.starts_with(t.name())) << trace.function;
     }
+  }
+}
+
+TEST(TraceSites, TheScalarNamesItsLines) {
+  const auto mib = AclSnmp::AclMibIs("mib");
+  Sites sites;
+  for (AclSnmp::AclMib* entity : {mib.get(), static_cast<AclSnmp::AclMib*>(nullptr)}) {
+    netsnmp_handler_registration registration{};
+    registration.my_reg_void = entity;
+    for (const int mode : std::initializer_list<int>{MODE_GET, MODE_SET_RESERVE1, MODE_GETNEXT}) {
+      MibTest::Batch batch(mode);
+      batch.add();
+      handle_zorlenAclDpSupportFlags(nullptr, &registration, batch.info(), batch.head());
+    }
+  }
+  EXPECT_EQ(sites.all.size(), 7U);
+  expectAtTheirLines(sites.all);
+  for (const Sited& trace : sites.all) {
+    EXPECT_EQ(trace.unit, "AclMIB");
+    EXPECT_EQ(trace.function, "handle_zorlenAclDpSupportFlags");
   }
 }
 
