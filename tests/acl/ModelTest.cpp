@@ -53,6 +53,7 @@ TEST(Config, TypesThatOutliveItHaveNoParent) {
 class Watcher final : public Acl::StatusBase::NotifieeConst {
  public:
   explicit Watcher(const Ptr<const Acl::StatusBase>& status) { notifierIs(status); }
+  using NotifieeConst::onCpStatus;
   using NotifieeConst::onStatus;
   void onStatus(AclType type) override {
     log.push_back((notifier()->status(type) ? "+" : "-") + Acl::valueToStrep(type));
@@ -61,6 +62,8 @@ class Watcher final : public Acl::StatusBase::NotifieeConst {
   void onDpAclLoggingSupported() override { log.emplace_back("logging"); }
   void onDpAclCountersSupported() override { log.emplace_back("counters"); }
   void onDpRouterAclSupported() override { log.emplace_back("router"); }
+  void onCpStatus(AclType type) override { log.push_back("cp " + Acl::valueToStrep(type)); }
+  void onEgressIpRaclSharing() override { log.emplace_back("sharing"); }
   std::vector<std::string> log;
 };
 
@@ -123,6 +126,18 @@ TEST(Status, KeepsTheControlPlanesAclsApart) {
   EXPECT_TRUE(status->egressIpRaclSharing());
 }
 
+TEST(Status, TheControlPlanesAclsAndSharingNotifyAfterAChangeOnly) {
+  const auto status = Qel::make<Acl::Status>("status");
+  Watcher watcher(status);
+  const auto cp = Qel::make<Acl::AclTypeStatus>("cp", AclType::mac);
+  for (int twice = 0; twice < 2; ++twice) {
+    status->cpStatusIs(cp);
+    status->egressIpRaclSharingIs(true);
+  }
+  status->cpStatusIs(Qel::make<Acl::AclTypeStatus>("cp", AclType::mac));
+  EXPECT_THAT(watcher.log, ElementsAre("cp mac", "sharing", "cp mac"));
+}
+
 TEST(AclTypeStatus, CountsInterfacesByDirection) {
   const auto status = Qel::make<Acl::AclTypeStatus>("ipv4", AclType::ipv4);
   EXPECT_TRUE(status->intf().empty());
@@ -130,6 +145,30 @@ TEST(AclTypeStatus, CountsInterfacesByDirection) {
   status->intfIs(AclDirection::ingress, 3);
   EXPECT_EQ(status->intf().valueOr(AclDirection::ingress, 0), 3U);
   EXPECT_FALSE(status->intf().contains(AclDirection::egress));
+  EXPECT_EQ(status->intf(AclDirection::egress), 0U);
+}
+
+TEST(AclTypeStatus, NotifiesOfACountAfterAChangeOnly) {
+  class CountWatcher final : public Acl::AclTypeStatus::NotifieeConst {
+   public:
+    explicit CountWatcher(const Ptr<const Acl::AclTypeStatus>& status) { notifierIs(status); }
+    using NotifieeConst::onAcl;
+    using NotifieeConst::onIntf;
+    void onAcl(Qel::Name name) override { log.push_back("acl " + name.string().str()); }
+    void onIntf(AclDirection direction) override {
+      log.emplace_back(direction == AclDirection::ingress ? "ingress" : "egress");
+    }
+    std::vector<std::string> log;
+  };
+  const auto status = Qel::make<Acl::AclTypeStatus>("ipv4", AclType::ipv4);
+  CountWatcher watcher(status);
+  for (int twice = 0; twice < 2; ++twice) {
+    status->intfIs(AclDirection::egress, 2);
+    status->intfIs(AclDirection::ingress, 2);
+  }
+  status->intfDel(AclDirection::egress);
+  status->aclIs(Qel::make<Acl::AclStatus>("a"));
+  EXPECT_THAT(watcher.log, ElementsAre("egress", "ingress", "egress", "acl a"));
 }
 
 }  // namespace

@@ -43,16 +43,17 @@ class AclStatus : public Qel::Entity {
 /// The statuses of one type's ACLs by ACL name.
 class AclTypeStatus final : public NamedCollection<AclTypeStatus, AclStatus> {
  public:
+  class NotifieeConst : public NamedCollection::NotifieeConst {
+   public:
+    using NamedCollection::NotifieeConst::NotifieeConst;
+    QEL_COLLECTION_CALLBACKS(Intf, AclDirection)
+  };
+
   using NamedCollection::NamedCollection;
   Qel::String8 fwkType() const override { return "Acl::AclTypeStatus"; }
 
   /// How many interfaces an ACL of the type is bound to, by direction.
-  using IntfCollection = Qel::OrderedCollection<AclDirection, uint32_t>;
-  const IntfCollection& intf() const { return intf_; }
-  void intfIs(AclDirection direction, uint32_t count) { intf_.insertOrAssign(direction, count); }
-
- private:
-  IntfCollection intf_;
+  QEL_VALUE_COLLECTION(Qel::OrderedCollection, AclDirection, uint32_t, intf, Intf, 0)
 };
 
 class StatusBase : public Qel::Entity {
@@ -66,6 +67,9 @@ class StatusBase : public Qel::Entity {
     virtual void onDpAclLoggingSupported() {}
     virtual void onDpAclCountersSupported() {}
     virtual void onDpRouterAclSupported() {}
+    // Of a `Status` only.
+    QEL_COLLECTION_CALLBACKS(CpStatus, AclType)
+    virtual void onEgressIpRaclSharing() {}
   };
 
   explicit StatusBase(Qel::Name name) : Entity(std::move(name)) {}
@@ -102,14 +106,14 @@ class Status : public StatusBase {
   /// The control plane's own ACLs.
   Qel::Ptr<AclTypeStatus> cpStatus(AclType type) const { return cpStatus_.valueOr(type, nullptr); }
   void cpStatusIs(const Qel::Ptr<AclTypeStatus>& status) {
-    cpStatus_.insertOrAssign(status->type(), status);
+    const AclType type = status->type();
+    if (!cpStatus_.insertOrAssign(type, status)) return;
+    notify<NotifieeConst>([type](NotifieeConst& n) { n.onCpStatus(type); });
   }
-  bool egressIpRaclSharing() const { return egressIpRaclSharing_; }
-  void egressIpRaclSharingIs(bool sharing) { egressIpRaclSharing_ = sharing; }
+  QEL_ATTRIBUTE(bool, egressIpRaclSharing, EgressIpRaclSharing)
 
  private:
   StatusCollection cpStatus_;
-  bool egressIpRaclSharing_ = false;
 };
 
 namespace Input {
