@@ -88,6 +88,10 @@ TEST_F(NamedCollections, ANullMemberIsRefused) {
   EXPECT_THAT([&status] { status->aclIs(nullptr); },
               ThrowsMessage<Qel::RangeException>(
                   "null _acl parameter to mutator for Acl::AclTypeStatus::acl not allowed\""));
+  EXPECT_THAT([this] { config_->newAcl(nullptr); },
+              ThrowsMessage<Qel::RangeException>(
+                  "null _acl parameter to mutator for Acl::AclTypeConfig::acl not allowed\""));
+  EXPECT_TRUE(config_->acl().empty());
   EXPECT_THAT(watcher_.log, IsEmpty());
 }
 

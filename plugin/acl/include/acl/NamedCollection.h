@@ -44,10 +44,7 @@ class NamedCollection : public Qel::Entity {
   /// Puts a member under its own name. The member that is there already: nothing happens. Another
   /// one: it is replaced in place. Null throws `Qel::RangeException`.
   void aclIs(const MemberPtr& acl) {
-    if (!acl) {
-      throw Qel::RangeException("null _acl parameter to mutator for " + fwkType().str() +
-                                "::acl not allowed\"");
-    }
+    requireMember(acl);
     if (QelAcl* found = acl_.find(acl->name())) {
       if (found->acl == acl) return;
       acl_.insertOrAssign(acl->name(), QelAcl{acl});
@@ -56,8 +53,9 @@ class NamedCollection : public Qel::Entity {
     }
     aclNotify(acl->name());
   }
-  /// Inserts a member without a notification.
+  /// Inserts a member without a notification. Null throws `Qel::RangeException`.
   const QelAcl& newAcl(const MemberPtr& acl) {
+    requireMember(acl);
     acl_.insertOrAssign(acl->name(), QelAcl{acl});
     return *acl_.find(acl->name());
   }
@@ -79,6 +77,12 @@ class NamedCollection : public Qel::Entity {
   }
 
  private:
+  void requireMember(const MemberPtr& acl) const {
+    if (acl) return;
+    throw Qel::RangeException("null _acl parameter to mutator for " + fwkType().str() +
+                              "::acl not allowed\"");
+  }
+
   AclType type_;
   AclCollection acl_;
 };
