@@ -210,4 +210,19 @@ TEST(AclStatus, NotifiesAfterAChangeOnly) {
   EXPECT_THAT(watcher.log, ElementsAre("rule 3", "rule 3"));
 }
 
+TEST(AclStatus, AnIdentityThatIsNotCountedReadsNoPacketsAtTimeZero) {
+  const auto status = Qel::make<AclStatus>("a");
+  const UniqueId counted(3, 0, 0);
+  status->ruleStatusIs(counted, {5, 1.5});
+  status->connRuleStatusIs(counted, {6, 2.5});
+  for (const Acl::RuleStatus& absent :
+       {status->ruleStatus(UniqueId(4, 0, 0)), status->connRuleStatus(UniqueId(4, 0, 0))}) {
+    EXPECT_EQ(absent.pkts, 0U);
+    EXPECT_EQ(absent.lastUpdateTime, 0.0);
+  }
+  // Asking makes no entry.
+  EXPECT_EQ(status->ruleStatus().size(), 1U);
+  EXPECT_EQ(status->connRuleStatus().size(), 1U);
+}
+
 }  // namespace

@@ -11,6 +11,7 @@ namespace {
 
 using Acl::AclType;
 using Acl::UniqueId;
+using testing::Each;
 using testing::ElementsAre;
 using testing::ThrowsMessage;
 
@@ -71,6 +72,7 @@ TEST(UniqueId, EveryFieldReachesTheHash) {
 
 TEST(UniqueId, TheInvalidOneIsAllOnes) {
   EXPECT_EQ(UniqueId::invalid(), UniqueId(0xFFFFFFFF, 0xFFFF, 0xFFFF));
+  EXPECT_EQ(UniqueId::invalid().hash(), UniqueId(0xFFFFFFFF, 0xFFFF, 0xFFFF).hash());
   EXPECT_FALSE(UniqueId::invalid() == UniqueId());
 }
 
@@ -94,6 +96,54 @@ TEST(Filters, TheMplsLabelHasTwentyBits) {
         [label] { Acl::MacFilter{label}; },
         ThrowsMessage<Qel::RangeException>("MacFilter::mplsLabel < 0 or > 0xFFFFF not allowed"));
   }
+}
+
+void expectMatchesAnything(const Acl::IpFilterBase& filter) {
+  EXPECT_EQ(filter.proto, 0U);
+  EXPECT_EQ(static_cast<uint32_t>(filter.ttl.oper), 0U);
+  EXPECT_EQ(filter.ttl.value, 0U);
+  for (const Acl::PortRange& range : {filter.sport, filter.dport}) {
+    EXPECT_EQ(static_cast<uint32_t>(range.oper), 0U);
+    EXPECT_EQ(range.ports, "");
+  }
+  EXPECT_EQ(filter.tcpFlags, 0U);
+  EXPECT_FALSE(filter.established);
+  EXPECT_FALSE(filter.tracked);
+  EXPECT_EQ(filter.icmpType, 0U);
+  EXPECT_EQ(filter.icmpCode, 0U);
+}
+
+template <class Rule>
+void expectPermitsSilently(const Rule& rule) {
+  EXPECT_EQ(static_cast<uint32_t>(rule.action), 0U);
+  EXPECT_FALSE(rule.log);
+}
+
+// What a row without its rule reads.
+TEST(Rules, StartWithEveryFieldZeroFalseOrEmpty) {
+  const Acl::IpRuleConfig ip;
+  expectPermitsSilently(ip);
+  expectMatchesAnything(ip.filter);
+  EXPECT_FALSE(ip.filter.fragments);
+  for (const Kavet::IpAddr& address :
+       {ip.filter.source, ip.filter.sourceMask, ip.filter.destination, ip.filter.destinationMask}) {
+    EXPECT_THAT(address.octets(), Each(0));
+  }
+  const Acl::Ip6RuleConfig ip6;
+  expectPermitsSilently(ip6);
+  expectMatchesAnything(ip6.filter);
+  for (const Acl::Ip6Prefix& prefix : {ip6.filter.source(), ip6.filter.destination()}) {
+    EXPECT_THAT(prefix.address.octets(), Each(0));
+    EXPECT_EQ(prefix.length, 0U);
+  }
+  const Acl::MacRuleConfig mac;
+  expectPermitsSilently(mac);
+  EXPECT_EQ(mac.filter.proto, 0U);
+  for (const Kavet::EthAddr& address : {mac.filter.source, mac.filter.sourceMask,
+                                        mac.filter.destination, mac.filter.destinationMask}) {
+    EXPECT_THAT(address.octets(), Each(0));
+  }
+  EXPECT_EQ(Acl::RemarkConfig().text, "");
 }
 
 template <class Rule>
