@@ -6,6 +6,7 @@ namespace {
 
 using Fixtures::acl;
 using Fixtures::AclLog;
+using Fixtures::GoneLog;
 using Fixtures::Ptr;
 using Fixtures::Strings;
 using testing::ElementsAre;
@@ -121,6 +122,15 @@ TYPED_TEST(MirrorTest, RefusesNullAndChangesNothing) {
                                          TypeParam::kType + "::acl not allowed\""));
   EXPECT_THAT(this->names(), ElementsAre("a"));
   EXPECT_THAT(this->log_.take(), IsEmpty());
+}
+
+TYPED_TEST(MirrorTest, AReplacedMemberIsLetGoBeforeTheNotification) {
+  this->addAll({"a"});
+  Strings order;
+  const GoneLog<typename TypeParam::Member> gone(this->mirror_->acl("a"), "old one gone", order);
+  this->log_.action = [&order](const std::string& line) { order.push_back(line); };
+  this->mirror_->aclIs(TypeParam::member("a"));
+  EXPECT_THAT(order, ElementsAre("old one gone", "+a"));
 }
 
 TYPED_TEST(MirrorTest, NewAclInsertsWithoutANotification) {
