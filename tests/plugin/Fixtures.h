@@ -27,7 +27,8 @@ using Qel::Ptr;
 using Strings = std::vector<std::string>;
 
 /// One ACL type: its entries, its rule configuration and the names of its tables. `ruleConfig` and
-/// `ruleStatus` read what each entry type names differently.
+/// `ruleStatus` read what each entry type names differently; the former as the entry gives it, by
+/// value or by reference.
 struct Ipv4 {
   static constexpr Acl::AclType kType = Acl::AclType::ipv4;
   static constexpr const char* kText = "ipv4";
@@ -39,7 +40,7 @@ struct Ipv4 {
   static void ruleIs(Acl::AclSubConfig& sub, const Acl::UniqueId& id, const Rule& rule) {
     sub.ipRuleByIdIs(id, rule);
   }
-  static Rule ruleConfig(const RuleEntry& entry) { return entry.ipRuleConfig(); }
+  static decltype(auto) ruleConfig(const RuleEntry& entry) { return entry.ipRuleConfig(); }
   static Acl::RuleStatus ruleStatus(const StatsEntry& entry) { return entry.ipRuleStatus(); }
 };
 struct Ipv6 {
@@ -53,7 +54,7 @@ struct Ipv6 {
   static void ruleIs(Acl::AclSubConfig& sub, const Acl::UniqueId& id, const Rule& rule) {
     sub.ip6RuleByIdIs(id, rule);
   }
-  static Rule ruleConfig(const RuleEntry& entry) { return entry.ip6RuleConfig(); }
+  static decltype(auto) ruleConfig(const RuleEntry& entry) { return entry.ip6RuleConfig(); }
   static Acl::RuleStatus ruleStatus(const StatsEntry& entry) { return entry.ip6RuleStatus(); }
 };
 struct Mac {
@@ -67,7 +68,7 @@ struct Mac {
   static void ruleIs(Acl::AclSubConfig& sub, const Acl::UniqueId& id, const Rule& rule) {
     sub.macRuleByIdIs(id, rule);
   }
-  static Rule ruleConfig(const RuleEntry& entry) { return entry.macRuleConfig(); }
+  static decltype(auto) ruleConfig(const RuleEntry& entry) { return entry.macRuleConfig(); }
   static Acl::RuleStatus ruleStatus(const StatsEntry& entry) { return entry.macRuleStatus(); }
 };
 using AllTypes = testing::Types<Ipv4, Ipv6, Mac>;

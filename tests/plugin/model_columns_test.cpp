@@ -55,6 +55,22 @@ TYPED_TEST(L3Entries, ReadTheColumnsThatBothShare) {
   EXPECT_EQ(row->icmpCode(), 3);
 }
 
+TYPED_TEST(L3Entries, TheFilterThatARowGaveStaysAsItWas) {
+  typename TypeParam::Rule rule;
+  rule.filter.sport.ports = "80";
+  this->sub_->ruleBySequenceIs(10, idOf(10));
+  TypeParam::ruleIs(*this->sub_, idOf(10), rule);
+  const auto row = this->ruleRow(10);
+  const auto& filter = row->filter();
+  const auto& ports = row->sports();
+  typename TypeParam::Rule changed = rule;
+  changed.filter.sport.ports = "443";
+  TypeParam::ruleIs(*this->sub_, idOf(10), changed);
+  EXPECT_EQ(filter, rule.filter);
+  EXPECT_EQ(ports, "80");
+  EXPECT_EQ(row->sports(), "443");
+}
+
 TYPED_TEST(L3Entries, ReadDefaultsWithoutARule) {
   const auto row = this->ruleRow(10);
   EXPECT_EQ(row->filter(), std::decay_t<decltype(row->filter())>());

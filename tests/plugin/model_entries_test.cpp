@@ -5,10 +5,14 @@ namespace {
 using Fixtures::acl;
 using Fixtures::AclRuleTableIndex;
 using Fixtures::AllTypes;
+using Fixtures::GoneLog;
 using Fixtures::idOf;
 using Fixtures::Ptr;
+using Fixtures::Strings;
 using Fixtures::subConfig;
 using Fixtures::TypeNames;
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 constexpr Qel::Seconds kCreated = 700.125;
 
@@ -185,6 +189,60 @@ TYPED_TEST(Entries, ARuleRowReadsTheRuleOfItsSequenceNumberLive) {
   this->sub_->ruleBySequenceIs(10, idOf(2));
   EXPECT_EQ(row->uniqueId(), idOf(2));
   this->expectDefaults(*row);
+}
+
+// A reference would show the later change.
+TYPED_TEST(Entries, WhatARuleRowGaveStaysAsItWas) {
+  typename TypeParam::Rule rule;
+  rule.filter.proto = 6;
+  this->sub_->ruleBySequenceIs(10, idOf(1));
+  this->sub_->remarkBySequenceIs(10, {"before"});
+  TypeParam::ruleIs(*this->sub_, idOf(1), rule);
+  const auto row = this->ruleRow(10);
+  const auto& config = TypeParam::ruleConfig(*row);
+  const auto& remark = row->remarkConfig();
+  const auto& text = row->remark();
+  typename TypeParam::Rule changed = rule;
+  changed.filter.proto = 17;
+  TypeParam::ruleIs(*this->sub_, idOf(1), changed);
+  this->sub_->remarkBySequenceIs(10, {"after"});
+  EXPECT_EQ(config, rule);
+  EXPECT_EQ(remark.text, "before");
+  EXPECT_EQ(text, "before");
+  EXPECT_EQ(row->remark(), "after");
+}
+
+TYPED_TEST(Entries, RowsKeepWhatTheyReadAlive) {
+  this->sub_->countersEnabledIs(true);
+  this->sub_->ruleBySequenceIs(10, idOf(10));
+  this->sub_->remarkBySequenceIs(10, {"remark"});
+  this->status_->countersIncompleteIs(true);
+  this->status_->ruleStatusIs(idOf(10), {7, 7.5});
+  auto aclRow = Qel::make<typename TypeParam::AclEntry>("acl1", this->acl_);
+  auto ruleRow = this->ruleRow(10);
+  auto statsRow = this->statsRow(10);
+  aclRow->aclStatusIs(this->status_);
+  statsRow->aclStatusIs(this->status_);
+  Strings log;
+  const GoneLog<Acl::AclConfig> config(this->acl_, "configuration gone", log);
+  const GoneLog<Acl::AclStatus> status(this->status_, "status gone", log);
+  this->sub_ = nullptr;
+  this->acl_ = nullptr;
+  this->status_ = nullptr;
+
+  ASSERT_THAT(log, IsEmpty());
+  EXPECT_TRUE(aclRow->statsEnabled());
+  EXPECT_TRUE(aclRow->countersIncomplete());
+  aclRow = nullptr;
+  ASSERT_THAT(log, IsEmpty());
+  EXPECT_EQ(statsRow->pkts(), 7U);
+  EXPECT_EQ(statsRow->lastUpdateTime(), 7.5);
+  statsRow = nullptr;
+  ASSERT_THAT(log, ElementsAre("status gone"));
+  EXPECT_EQ(ruleRow->uniqueId(), idOf(10));
+  EXPECT_EQ(ruleRow->remark(), "remark");
+  ruleRow = nullptr;
+  EXPECT_THAT(log, ElementsAre("status gone", "configuration gone"));
 }
 
 TYPED_TEST(Entries, ARowReadsOnlyTheRulesOfItsOwnType) {

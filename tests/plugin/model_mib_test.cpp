@@ -1,3 +1,4 @@
+#include <limits>
 #include <new>
 
 #include "Fixtures.h"
@@ -119,6 +120,15 @@ TYPED_TEST(Table, ARowThatCannotBeMadeIsRefused) {
   EXPECT_THAT(this->log_.take(), IsEmpty());
 }
 
+TYPED_TEST(Table, ARowWhoseReplacementCannotBeMadeStays) {
+  const auto row = TypeParam::make(*this->mib_, this->key("a"), this->config_);
+  noMemory = true;
+  EXPECT_THAT([this] { TypeParam::make(*this->mib_, this->key("a"), this->other_); },
+              ThrowsMessage<Qel::RangeException>("null ValidPtr"));
+  noMemory = false;
+  EXPECT_EQ(TypeParam::get(*this->mib_, this->key("a")), row);
+}
+
 TYPED_TEST(Table, IsMakesARowOnceAndNotifiesOnce) {
   const auto first = TypeParam::is(*this->mib_, this->key("a"), this->config_);
   ASSERT_TRUE(first);
@@ -221,6 +231,20 @@ TYPED_TEST(Table, DelAllGoesOnWhenAnObserverDeletesOtherRows) {
   EXPECT_EQ(TypeParam::size(*this->mib_), 0U);
 }
 
+TYPED_TEST(Table, DelAllTakesRowsAlongThatComeFurtherOn) {
+  for (const char* name : {"a", "b"}) TypeParam::is(*this->mib_, this->key(name), this->config_);
+  this->log_.take();
+  this->log_.action = [&](const std::string& line) {
+    if (line == this->line('-', "b")) {
+      TypeParam::is(*this->mib_, this->key("c"), this->config_);
+    }
+  };
+  TypeParam::delAll(*this->mib_);
+  EXPECT_THAT(this->log_.take(), ElementsAre(this->line('-', "a"), this->line('-', "b"),
+                                             this->line('+', "c"), this->line('-', "c")));
+  EXPECT_EQ(TypeParam::size(*this->mib_), 0U);
+}
+
 TYPED_TEST(Table, AnObserverMayDeleteTheRowThatCame) {
   this->log_.action = [&](const std::string& line) {
     if (line == this->line('+', "a")) TypeParam::del(*this->mib_, this->key("a"));
@@ -285,6 +309,19 @@ TYPED_TEST(StatsTable, RefusesAnotherCreationTimeAndChangesNothing) {
   EXPECT_THAT(log.take(), IsEmpty());
 }
 
+TYPED_TEST(StatsTable, ComparesCreationTimesAsNumbers) {
+  using Entry = typename TypeParam::StatsEntry;
+  const auto row = this->mib_->template entryIs<Entry>(this->index_, this->config_, 0.0);
+  EXPECT_EQ(this->mib_->template entryIs<Entry>(this->index_, this->config_, -0.0), row);
+  // What is no number equals nothing, itself included.
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  this->mib_->template entryDel<Entry>(this->index_);
+  this->mib_->template entryIs<Entry>(this->index_, this->config_, nan);
+  EXPECT_THAT([&] { this->mib_->template entryIs<Entry>(this->index_, this->config_, nan); },
+              ThrowsMessage<Qel::NameInUseException>(
+                  testing::HasSubstr("_creationTime has a different value of nan")));
+}
+
 TYPED_TEST(StatsTable, ChecksTheConfigurationBeforeTheCreationTime) {
   using Entry = typename TypeParam::StatsEntry;
   this->mib_->template entryIs<Entry>(this->index_, this->config_, 12.5);
@@ -307,6 +344,12 @@ TEST(AclMib, StartsWithItsNameAndNoStatus) {
     EXPECT_EQ(mib->fwkType(), "AclSnmp::AclMib");
     EXPECT_EQ(mib->aclStatus(), nullptr);
     EXPECT_EQ(mib->references(), 1U);
+  }
+}
+
+TEST(AclMib, EveryCallMakesAnotherOne) {
+  for (const auto& make : {&AclSnmp::AclMibIs, &AclSnmp::aclMibFactory}) {
+    EXPECT_FALSE(make("mib") == make("mib"));
   }
 }
 
