@@ -191,15 +191,31 @@ class AclLog final : public Collection::NotifieeConst {
   Strings log_;
 };
 
-/// Says when an entity goes. Does not keep it alive.
+/// The base of an entity type's observers; for a type that has no attributes to observe, the bare
+/// one.
 template <class EntityT>
-class GoneLog final : public Qel::NotifieeOf<EntityT> {
+struct ObserverOf {
+  using Type = Qel::NotifieeOf<EntityT>;
+};
+template <class EntityT>
+requires requires { typename EntityT::NotifieeConst; }
+struct ObserverOf<EntityT> {
+  using Type = typename EntityT::NotifieeConst;
+};
+
+/// Says when an entity goes and then does what a test asks. Does not keep it alive.
+template <class EntityT>
+class GoneLog final : public ObserverOf<EntityT>::Type {
  public:
   GoneLog(const Ptr<const EntityT>& entity, std::string what, Strings& log)
-      : Qel::NotifieeOf<EntityT>(Qel::Hold::weak), what_(std::move(what)), log_(log) {
+      : ObserverOf<EntityT>::Type(Qel::Hold::weak), what_(std::move(what)), log_(log) {
     this->notifierIs(entity);
   }
-  void onZeroReferences() override { log_.push_back(what_); }
+  void onZeroReferences() override {
+    log_.push_back(what_);
+    if (action) action();
+  }
+  std::function<void()> action;
 
  private:
   std::string what_;
