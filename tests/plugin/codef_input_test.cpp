@@ -110,4 +110,26 @@ TYPED_TEST(CodefInput, ItsEndDropsWhatIsPending) {
   EXPECT_THAT(this->log_.take(), IsEmpty());
 }
 
+TYPED_TEST(CodefInput, ItsEndLetsTheMirrorGoThenTheInputAndThenItsTask) {
+  this->make();
+  Fixtures::Strings gone;
+  std::vector<size_t> tasks;
+  Fixtures::GoneLog<typename TypeParam::Mirror> mirror(this->mirror_, "mirror", gone);
+  Fixtures::GoneLog<typename TypeParam::Input> input(this->in_, "input", gone);
+  const Support::TraceCapture traces("AclSnmpTypeCodef=8");
+  mirror.action = [&, in = this->in_.get()] {
+    tasks.push_back(this->scheduler_->tasks());
+    if (input.notifier() != nullptr) in->aclIs(TypeParam::member("late"));
+  };
+  input.action = [&] { tasks.push_back(this->scheduler_->tasks()); };
+  this->log_.notifierIs(nullptr);
+  this->mirror_ = nullptr;
+  this->in_ = nullptr;
+  this->codef_ = nullptr;
+  EXPECT_THAT(gone, ElementsAre("mirror", "input"));
+  EXPECT_THAT(tasks, ElementsAre(1, 1));
+  EXPECT_EQ(this->scheduler_->tasks(), 0U);
+  EXPECT_THAT(traces.traced(), IsEmpty());
+}
+
 }  // namespace

@@ -45,10 +45,8 @@ class TypeCodef : public Mek::TaskCodefBase {
   using Backlog = Qel::HashOrderedCollection<Qel::Name, QelBacklog>;
   using BacklogIterator = typename Backlog::ConstIterator;
 
-  ~TypeCodef() override {
-    TypeCodef::qelDoZombieReactors(true);
-    reactor_.reset();
-  }
+  /// Drops what is pending and lets the mirror go, then the input, then the task.
+  ~TypeCodef() override { TypeCodef::qelDoZombieReactors(true); }
 
   /// The input's type; the zero value without an input.
   Acl::AclType type() const { return input() ? input()->type() : Acl::AclType(); }
@@ -192,7 +190,7 @@ class TypeCodef : public Mek::TaskCodefBase {
     QEL_TRACE_AT(codefTrace(), 8, site, signature << before << value << after);
   }
 
-  std::unique_ptr<Reactor> reactor_;
+  std::unique_ptr<Reactor> reactor_;  // first: the input goes after the mirror
   OutputPtr output_;
   Backlog backlog_;
   Qel::Name bookmark_;
