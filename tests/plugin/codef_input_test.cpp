@@ -53,6 +53,20 @@ TYPED_TEST(CodefInput, NamesThatWaitWhenTheInputGoesCountAsAbsent) {
   EXPECT_THAT(this->log_.take(), ElementsAre("-a"));
 }
 
+TYPED_TEST(CodefInput, ARunGoesOnWithTheInputThatItBeganWith) {
+  this->makeWith({"a", "b"});
+  Fixtures::Strings gone;
+  const Fixtures::GoneLog<typename TypeParam::Input> input(this->in_, "input", gone);
+  this->log_.action = [&](const std::string&) {
+    TypeParam::inDel(*this->codef_);
+    this->in_ = nullptr;
+    EXPECT_THAT(gone, IsEmpty());
+  };
+  EXPECT_EQ(this->run(), 2U);
+  EXPECT_THAT(this->log_.take(), testing::UnorderedElementsAre("+a", "+b"));
+  EXPECT_THAT(gone, ElementsAre("input"));
+}
+
 TYPED_TEST(CodefInput, FollowsItsInputWhileNotificationsAreOn) {
   this->make();
   this->codef_->hasNotificationActiveIs(false);
@@ -97,6 +111,17 @@ TYPED_TEST(CodefInput, AZombieReactorIgnoresWhoeverCallsIt) {
   reactor.qelDoZombieReactors(true);
   reactor.onAcl("b");
   EXPECT_EQ(this->codef_->updatesSeen(), 1U);
+}
+
+TYPED_TEST(CodefInput, QueuesChangesOfOneNameOnly) {
+  this->make();
+  typename TypeParam::Reactor reactor(this->codef_.get(), this->in_);
+  reactor.onAcl();
+  reactor.onAclqelImmediate();
+  EXPECT_EQ(this->codef_->updatesSeen(), 0U);
+  EXPECT_EQ(this->codef_->backlogSize(), 0U);
+  reactor.onAcl("a");
+  EXPECT_THAT(this->backlog(), ElementsAre("a"));
 }
 
 TYPED_TEST(CodefInput, ItsEndDropsWhatIsPending) {

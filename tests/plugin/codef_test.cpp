@@ -161,6 +161,18 @@ TYPED_TEST(CodefTest, ARunStartsAtTheBookmarkAndWraps) {
   EXPECT_EQ(this->codef_->bookmark(), order[2]);
 }
 
+TYPED_TEST(CodefTest, ARunThatYieldsAtTheEndOfTheOrderGoesOnAtItsStart) {
+  const auto order = this->hashOrder({"a", "b", "c"});
+  this->makeWith({"a", "b", "c"});
+  this->codef_->backlogQuantumIs(0);
+  this->codef_->bookmarkIs(order[2]);
+  EXPECT_EQ(this->run(), 1U);
+  EXPECT_THAT(this->log_.take(), ElementsAre(this->plus(order[2])));
+  EXPECT_EQ(this->codef_->bookmark(), order[0]);
+  EXPECT_EQ(this->run(), 1U);
+  EXPECT_THAT(this->log_.take(), ElementsAre(this->plus(order[0])));
+}
+
 TYPED_TEST(CodefTest, ARunStartsAfterABookmarkWhoseEntryIsGone) {
   const auto order = this->hashOrder({"a", "b", "c", "d"});
   for (size_t gone = 0; gone < order.size(); ++gone) {
@@ -198,6 +210,37 @@ TYPED_TEST(CodefTest, ChangesThatComeDuringARunAreTaken) {
   this->expectMirrorEqualsInput();
 }
 
+TYPED_TEST(CodefTest, AnAclThatChangesDuringItsOwnTurnIsTakenAgain) {
+  this->makeWith({"a"});
+  bool changed = false;
+  this->log_.action = [&](const std::string&) {
+    if (!std::exchange(changed, true)) this->add({"a"});  // another object
+  };
+  EXPECT_EQ(this->run(), 2U);
+  EXPECT_THAT(this->log_.take(), ElementsAre("+a", "-a", "+a"));
+  this->expectMirrorEqualsInput();
+}
+
+TYPED_TEST(CodefTest, ProcessingUsesTheInputAndTheMirrorThatItIsGiven) {
+  using Input = typename TypeParam::Input;
+  this->makeWith({"a"});
+  const auto in = Qel::make<Input>("other", Acl::mac());
+  const auto mirror = Qel::make<typename TypeParam::Mirror>("other", Acl::mac());
+  in->aclIs(TypeParam::member("a"));
+  EXPECT_EQ(AclSnmp::doProcessing(*this->codef_, Qel::Ptr<const Input>(in), mirror, 0), 1U);
+  EXPECT_TRUE(mirror->acl("a"));
+  EXPECT_EQ(mirror->acl("a"), std::as_const(*in).acl("a"));
+  EXPECT_THAT(this->log_.take(), IsEmpty());
+}
+
+TYPED_TEST(CodefTest, AChangeThatSharesAnEntryAsksForARunToo) {
+  this->makeWith({"a"});
+  this->codef_->unscheduleCodef();
+  this->in_->aclNotify("a");
+  EXPECT_TRUE(this->scheduler_->pending());
+  EXPECT_EQ(this->run(), 1U);
+}
+
 TYPED_TEST(CodefTest, MayBeLetGoDuringItsOwnRun) {
   this->makeWith({"a", "b"});
   this->log_.action = [this](const std::string&) { this->codef_ = nullptr; };
@@ -209,7 +252,9 @@ TYPED_TEST(CodefTest, MayBeLetGoDuringItsOwnRun) {
 TYPED_TEST(CodefTest, AnUninitializedProcessorTakesNothing) {
   this->makeWith({"a"});
   this->codef_->initializedIs(false);
+  const Support::TraceCapture traces("AclSnmpTypeCodef=8");
   EXPECT_EQ(this->codef_->processBacklog(0), 0U);
+  EXPECT_EQ(traces.traced().size(), 1U);  // the entry into the run
   EXPECT_THAT(this->backlog(), ElementsAre("a"));
   EXPECT_THAT(this->log_.take(), IsEmpty());
 }

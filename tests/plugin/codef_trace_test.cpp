@@ -36,6 +36,14 @@ class CodefTraces : public testing::Test {
  protected:
   void SetUp() override { Velomark::recordsDel(); }
   void TearDown() override { Velomark::recordsDel(); }
+  /// What was traced without the entries.
+  std::vector<Traced> details() const {
+    std::vector<Traced> all;
+    for (const Traced& traced : traces_.traced()) {
+      if (traced.level != 7) all.push_back(traced);
+    }
+    return all;
+  }
 
   Qel::ManualClock clock_{100};
   Support::TraceCapture traces_{"AclSnmpTypeCodef=8"};
@@ -115,6 +123,37 @@ TEST_F(CodefTraces, AnAclOnBothSidesIsTracedBetweenItsRemovalAndItsReturn) {
   EXPECT_THAT(tracedBefore, ElementsAre(1, 2));
   EXPECT_EQ(traces_.traced()[1], detail(kConfigProcessing, " Added acl a"));
   EXPECT_EQ(traces_.traced().size(), 3U);
+}
+
+TEST_F(CodefTraces, AclsThatAreThereAtTheStartAreQueuedInTheOrderOfTheirNames) {
+  for (const char* name : {"c", "a", "b"}) {
+    configs_->aclIs(acl(name, Acl::ipv4()));
+    statuses_->aclIs(Qel::make<Acl::AclStatus>(name));
+  }
+  const auto config =
+      AclSnmp::AclSnmpTypeConfigCodefIs(scheduler_, 2, "t", configs_, configMirror_);
+  EXPECT_THAT(details(), ElementsAre(detail(kConfigHandle, " Adding a config to backlog"),
+                                     detail(kConfigHandle, " Adding b config to backlog"),
+                                     detail(kConfigHandle, " Adding c config to backlog")));
+  traces_.clear();
+  const auto status =
+      AclSnmp::AclSnmpTypeStatusCodefIs(scheduler_, 2, "t", statuses_, statusMirror_);
+  EXPECT_THAT(details(), ElementsAre(detail(kStatusHandle, " Adding a config to backlog"),
+                                     detail(kStatusHandle, " Adding b config to backlog"),
+                                     detail(kStatusHandle, " Adding c config to backlog")));
+}
+
+TEST_F(CodefTraces, ARunThatYieldsTellsHowManyItTookToo) {
+  for (const char* name : {"a", "b", "c"}) configs_->aclIs(acl(name, Acl::ipv4()));
+  const auto codef = AclSnmp::AclSnmpTypeConfigCodefIs(scheduler_, 2, "t", configs_, configMirror_);
+  codef->backlogQuantumIs(0);
+  scheduler_->runNext();
+  ASSERT_EQ(codef->backlogSize(), 2U);
+  EXPECT_EQ(traces_.traced().back(), detail(kConfigProcessing, " processed 1"));
+  codef->backlogQuantumIs(1);
+  scheduler_->runNext();
+  ASSERT_EQ(codef->backlogSize(), 0U);
+  EXPECT_EQ(traces_.traced().back(), detail(kConfigProcessing, " processed 2"));
 }
 
 TEST_F(CodefTraces, AnEntryOfTheValueFalseCountsAsAbsent) {
