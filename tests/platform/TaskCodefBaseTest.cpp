@@ -151,6 +151,37 @@ TEST_F(Codef, MoreTakenThanSeenIsNoNegativeCoalescing) {
   EXPECT_EQ(processor_->updatesCoalesced(), 0U);
 }
 
+TEST_F(Codef, EachStatisticGrowsByAnyAmountAndMayBeSet) {
+  using Base = Mek::CodefBaseInternal;
+  struct Case {
+    const char* what;
+    uint64_t (Base::*count)() const;
+    void (Base::*inc)(uint64_t);
+    void (Base::*set)(uint64_t);
+  };
+  for (const Case& c :
+       {Case{"seen", &Base::updatesSeen, &Base::updatesSeenInc, &Base::updatesSeenIs},
+        {"processed", &Base::updatesProcessed, &Base::updatesProcessedInc,
+         &Base::updatesProcessedIs},
+        {"dispatched", &Base::dispatchCount, &Base::dispatchCountInc, &Base::dispatchCountIs},
+        {"yielded", &Base::yieldBeforeFinishingCount, &Base::yieldBeforeFinishingCountInc,
+         &Base::yieldBeforeFinishingCountIs}}) {
+    SCOPED_TRACE(c.what);
+    (*processor_.*c.inc)(3);
+    (*processor_.*c.inc)(1ULL << 32);
+    EXPECT_EQ((*processor_.*c.count)(), (1ULL << 32) + 3);
+    (*processor_.*c.inc)(0);
+    EXPECT_EQ((*processor_.*c.count)(), (1ULL << 32) + 3);
+    (*processor_.*c.set)(7);
+    EXPECT_EQ((*processor_.*c.count)(), 7U);
+  }
+  processor_->timeUsedInc(0.5);
+  processor_->timeUsedInc(0.25);
+  EXPECT_EQ(processor_->timeUsed(), 0.75);
+  processor_->timeUsedIs(2);
+  EXPECT_EQ(processor_->timeUsed(), 2);
+}
+
 TEST_F(Codef, ARunWithoutWorkIsCountedAndMakesItWarm) {
   processor_->scheduleCodef();
   EXPECT_TRUE(scheduler_->runNext());
