@@ -85,6 +85,15 @@ TYPED_TEST(RuleSm, ANewSubConfigurationAddsBeforeItDeletesAndKeepsWhatStays) {
   EXPECT_EQ(this->statsRow(30)->creationTime(), 200);
 }
 
+TYPED_TEST(RuleSm, AResynchronisationDeletesEachStatisticsRowRightAfterItsRuleRow) {
+  this->make();
+  this->log_.take();
+  this->acl_->currCfgIs(nullptr);
+  EXPECT_THAT(this->log_.take(), ElementsAre(this->rule('-', "b 10"), this->stats('-', "b 10"),
+                                             this->rule('-', "b 15"), this->stats('-', "b 15"),
+                                             this->rule('-', "b 20"), this->stats('-', "b 20")));
+}
+
 TYPED_TEST(RuleSm, AllRowsOfOneResynchronisationHaveOneCreationTime) {
   this->log_.action = [this](const std::string&) { this->clock_.advance(1); };
   this->make();
@@ -182,6 +191,15 @@ TYPED_TEST(RuleSm, HandsTheStatusToItsStatisticsRowsOnly) {
   EXPECT_EQ(this->statsRow(15)->aclStatus(), nullptr);
   EXPECT_THAT(this->log_.take(), IsEmpty());
   EXPECT_EQ(keys<typename TypeParam::StatsEntry>(*this->mib_).size(), 6U);
+}
+
+TYPED_TEST(RuleSm, AStatisticsRowWithoutARuleRowGetsTheStatusToo) {
+  this->make();
+  this->mib_->template entryDel<typename TypeParam::RuleEntry>({"b", 15});
+  this->sm_->statusIs(this->status_);
+  EXPECT_EQ(this->statsRow(15)->aclStatus(), this->status_);
+  this->sm_->statusDel();
+  EXPECT_EQ(this->statsRow(15)->aclStatus(), nullptr);
 }
 
 TYPED_TEST(RuleSm, TheStatusThatItHasIsNotHandedOutAgain) {

@@ -72,6 +72,28 @@ TYPED_TEST(RuleSmSays, TellsWhatItDoes) {
   EXPECT_THAT(traces.traced(), ElementsAre(line(8, "AclRuleMibSm::doClose: b")));
 }
 
+TYPED_TEST(RuleSmSays, TellsOfRowsThatStayAndOfRowsThatAreNotThere) {
+  const auto line = [](int level, const std::string& text) {
+    return Traced{"AclSnmpSm", level, text};
+  };
+  this->sub_->remarkBySequenceIs(10, {"and a rule"});
+  Support::TraceCapture traces("AclSnmpSm=8");
+  this->make();
+  EXPECT_THAT(traces.traced(), ElementsAre(line(8, "AclRuleMibSm::handleInitialized b"),
+                                           line(8, "AclRuleMibSm::handleAclCurrCfg b"),
+                                           line(7, "handleAclCurrCfg add rule : b : 10"),
+                                           line(7, "handleAclCurrCfg add rule : b : 20"),
+                                           line(7, "handleAclCurrCfg add rule : b : 10"),
+                                           line(7, "handleAclCurrCfg add rule : b : 15")));
+  traces.clear();
+  this->sub_->ruleBySequenceIs(10, idOf(11));
+  this->sub_->ruleBySequenceNotify(99);
+  EXPECT_THAT(traces.traced(), ElementsAre(line(8, "AclRuleMibSm::handleAclRuleConfig: 10"),
+                                           line(8, "handleAclRuleConfig add rule : b : 10"),
+                                           line(8, "AclRuleMibSm::handleAclRuleConfig: 99"),
+                                           line(8, "handleAclRuleConfig delete rule : b : 99")));
+}
+
 TYPED_TEST(RuleSmSays, EveryHandlerIsATimedBlock) {
   Velomark::recordsDel();
   this->make();

@@ -9,6 +9,7 @@ using AclSnmp::AclTypeMibSm;
 using Fixtures::acl;
 using Fixtures::AclMib;
 using Fixtures::AllTypes;
+using Fixtures::GoneLog;
 using Fixtures::keys;
 using Fixtures::kNoType;
 using Fixtures::MibLog;
@@ -114,6 +115,43 @@ TYPED_TEST(TypeSm, AnAclThatGoesLosesItsRowBeforeItsRuleRows) {
               ElementsAre(this->row('-', "b"), this->rule('-', "b 10"), this->stats('-', "b 10")));
   EXPECT_EQ(this->sm_->aclRuleSm("b"), nullptr);
   EXPECT_EQ(keys<typename TypeParam::AclEntry>(*this->mib_), (Strings{"a", "c"}));
+}
+
+TYPED_TEST(TypeSm, TheRuleMachineOfAnAclThatGoesStaysUntilItsRowsAreGone) {
+  this->config_->aclIs(this->configOf("b"));
+  this->make();
+  std::vector<bool> there;
+  this->log_.action = [&](const std::string&) {
+    there.push_back(static_cast<bool>(this->sm_->aclRuleSm("b")));
+  };
+  this->config_->aclDel("b");
+  EXPECT_THAT(there, ElementsAre(true, true, true));
+  EXPECT_EQ(this->sm_->aclRuleSm("b"), nullptr);
+}
+
+TYPED_TEST(TypeSm, ANameOfAnyOctetsAndLengthKeysTheRows) {
+  std::string all;
+  for (int octet = 0; octet < 256; ++octet) all += static_cast<char>(octet);
+  this->make();
+  for (const std::string& octets : {std::string("a\0b", 3), std::string(" MiXeD "), all + all}) {
+    const Qel::Name name{Qel::String8(octets)};
+    const Snmp::String key(name);
+    this->config_->aclIs(acl(name, TypeParam::kType, subConfig({10})));
+    const auto status = Qel::make<Acl::AclStatus>(name);
+    this->status_->aclIs(status);
+    const auto row = this->mib_->template entry<typename TypeParam::AclEntry>(key);
+    ASSERT_TRUE(row);
+    EXPECT_EQ(row->name().string8().view(), octets);
+    EXPECT_EQ(row->aclStatus(), status);
+    const auto stats = this->mib_->template entry<typename TypeParam::StatsEntry>({key, 10});
+    ASSERT_TRUE(stats);
+    EXPECT_EQ(stats->index().aclName().string8().view(), octets);
+    EXPECT_EQ(stats->aclStatus(), status);
+    EXPECT_TRUE(this->sm_->aclRuleSm(name));
+    this->config_->aclDel(name);
+    EXPECT_EQ(this->mib_->template entry<typename TypeParam::AclEntry>(key), nullptr);
+    EXPECT_THAT(keys<typename TypeParam::StatsEntry>(*this->mib_), IsEmpty());
+  }
 }
 
 TYPED_TEST(TypeSm, AnotherNotificationOfTheSameAclMakesNothingNew) {
@@ -290,6 +328,27 @@ TYPED_TEST(TypeSm, ItsEndLeavesTheRowsAndLetsEverythingGo) {
   this->config_->aclDel("a");
   this->status_->aclIs(this->statusOfA_);
   EXPECT_TRUE(this->aclRow("a"));
+}
+
+TYPED_TEST(TypeSm, IgnoresItsMirrorsWhileItsRuleMachinesGo) {
+  auto sub = subConfig({10});
+  const auto a = acl("a", TypeParam::kType, sub);
+  this->config_->aclIs(a);
+  this->make();
+  this->sm_->aclRuleSm("a")->hasNotificationActiveIs(false);
+  a->currCfgIs(nullptr);  // only the rule machine holds it now
+  Strings gone;
+  GoneLog<Acl::AclSubConfig> subGone(sub, "what only the rule machine holds", gone);
+  sub = nullptr;
+  subGone.action = [this] {
+    this->config_->aclIs(this->configOf("late"));
+    this->status_->aclIs(this->statusOfA_);
+  };
+  this->log_.take();
+  this->sm_ = nullptr;
+  EXPECT_THAT(gone, ElementsAre("what only the rule machine holds"));
+  EXPECT_THAT(this->log_.take(), IsEmpty());
+  EXPECT_EQ(this->aclRow("a")->aclStatus(), nullptr);
 }
 
 TYPED_TEST(TypeSm, DeathTestRowsAtTheStart) {
