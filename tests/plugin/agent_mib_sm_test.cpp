@@ -1,22 +1,17 @@
 #include <algorithm>
 
-#include "Fixtures.h"
-#include "agent/AclMibSm.h"
+#include "agent_mib_sm.h"
 
 namespace {
 
 using AclSnmp::AclMibSm;
 using AclSnmp::AclSnmpTypeConfig;
-using AclSnmp::AclSnmpTypeConfigCodef;
 using AclSnmp::AclSnmpTypeStatus;
-using AclSnmp::AclSnmpTypeStatusCodef;
 using Fixtures::acl;
-using Fixtures::AclMib;
 using Fixtures::AllTypes;
-using Fixtures::GoneLog;
 using Fixtures::keys;
 using Fixtures::MibLog;
-using Fixtures::Ptr;
+using Fixtures::MibSmBase;
 using Fixtures::Strings;
 using Fixtures::subConfig;
 using Fixtures::timedBlocks;
@@ -25,29 +20,6 @@ using Support::Traced;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::ThrowsMessage;
-
-class MibSmBase : public testing::Test {
- protected:
-  void make() { sm_ = Qel::make<AclMibSm>(scheduler_, config_, status_, mib_); }
-  void runAll() {
-    while (scheduler_->runNext()) {
-    }
-  }
-  void expectMembers(Acl::AclType type, bool there) {
-    EXPECT_EQ(static_cast<bool>(sm_->codefedAclSnmpTypeConfig(type)), there);
-    EXPECT_EQ(static_cast<bool>(sm_->codefedAclSnmpTypeStatus(type)), there);
-    EXPECT_EQ(static_cast<bool>(sm_->aclSnmpTypeConfigCodef(type)), there);
-    EXPECT_EQ(static_cast<bool>(sm_->aclSnmpTypeStatusCodef(type)), there);
-    EXPECT_EQ(static_cast<bool>(sm_->aclTypeMibSm(type)), there);
-  }
-
-  Qel::ManualClock clock_{100};
-  Ptr<Mek::TaskScheduler> scheduler_ = Qel::make<Mek::TaskScheduler>();
-  Ptr<Acl::Config> config_ = Qel::make<Acl::Config>("config");
-  Ptr<Acl::Status> status_ = Qel::make<Acl::Status>("status");
-  Ptr<AclMib> mib_ = AclSnmp::AclMibIs("mib");
-  Ptr<AclMibSm> sm_;
-};
 
 template <class T>
 class MibSm : public MibSmBase {
@@ -79,6 +51,17 @@ TEST_F(MibSmWhole, ANullStatusIsNotWatched) {
   EXPECT_TRUE(sm_->initialized());
   sm_->hasNotificationActiveIs(false);
   EXPECT_FALSE(sm_->hasNotificationActive());
+}
+
+TEST_F(MibSmWhole, HandsItsStatusToTheMibBeforeItTakesInTypes) {
+  for (const Acl::AclType type : Acl::kAclTypes) status_->statusIs(type);
+  const Support::TraceCapture traces("AclSnmpSm=8");
+  MibLog log(mib_);
+  Strings told;
+  log.action = [&](const std::string&) { told = traces.messages(); };
+  make();
+  EXPECT_THAT(log.take(), ElementsAre("aclStatus"));
+  EXPECT_THAT(told, ElementsAre("AclMibSm::handleInitialized"));
 }
 
 TYPED_TEST(MibSm, BuildsATypeThatIsThereAndOneThatComes) {
@@ -313,45 +296,17 @@ TYPED_TEST(MibSm, PassesItsNotificationFlagDown) {
   this->expectMembers(later, true);
 }
 
-TYPED_TEST(MibSm, ItsEndTakesDownMachinesAfterProcessorsAndLeavesTheRows) {
+TYPED_TEST(MibSm, ItsProcessorsGoOnWhileItsNotificationsAreOff) {
   constexpr Acl::AclType type = TypeParam::kType;
-  this->config_->typeConfig(type)->aclIs(acl("a", type, subConfig({10})));
-  const auto typeStatus = this->status_->statusIs(type);
+  this->status_->statusIs(type);
   this->make();
+  this->sm_->hasNotificationActiveIs(false);
+  this->config_->typeConfig(type)->aclIs(acl("a", type));
+  this->status_->status(type)->aclIs(Qel::make<Acl::AclStatus>("a"));
   this->runAll();
-  Strings gone;
-  const GoneLog<AclSnmpTypeConfig> configMirror(this->sm_->codefedAclSnmpTypeConfig(type),
-                                                "config mirror", gone);
-  const GoneLog<AclSnmpTypeStatus> statusMirror(this->sm_->codefedAclSnmpTypeStatus(type),
-                                                "status mirror", gone);
-  const GoneLog<AclSnmpTypeConfigCodef> configCodef(this->sm_->aclSnmpTypeConfigCodef(type),
-                                                    "config processor", gone);
-  const GoneLog<AclSnmpTypeStatusCodef> statusCodef(this->sm_->aclSnmpTypeStatusCodef(type),
-                                                    "status processor", gone);
-  MibLog log(this->mib_);
-  this->sm_ = nullptr;
-  ASSERT_EQ(gone.size(), 4U);
-  EXPECT_EQ(gone[0], "config processor");
-  EXPECT_EQ(gone[1], "status processor");
-  EXPECT_THAT(log.take(), IsEmpty());
-  EXPECT_EQ(keys<typename TypeParam::AclEntry>(*this->mib_), Strings{"a"});
-  EXPECT_EQ(keys<typename TypeParam::StatsEntry>(*this->mib_), Strings{"a 10"});
-  EXPECT_EQ(this->mib_->aclStatus(), this->status_);
-  EXPECT_EQ(this->status_->notifieeList().size(), 0U);
-  EXPECT_EQ(this->scheduler_->tasks(), 0U);
-  this->status_->statusDel(type);
-  typeStatus->aclIs(Qel::make<Acl::AclStatus>("a"));
-}
-
-TYPED_TEST(MibSm, AHeldMirrorForgetsItsParent) {
-  this->status_->statusIs(TypeParam::kType);
-  this->make();
-  const auto configMirror = this->sm_->codefedAclSnmpTypeConfig(TypeParam::kType);
-  const auto statusMirror = this->sm_->codefedAclSnmpTypeStatus(TypeParam::kType);
-  this->sm_ = nullptr;
-  EXPECT_EQ(configMirror->parent(), nullptr);
-  EXPECT_EQ(statusMirror->parent(), nullptr);
-  EXPECT_EQ(configMirror->notifieeList().size(), 0U);
+  EXPECT_TRUE(this->sm_->codefedAclSnmpTypeConfig(type)->acl("a"));
+  EXPECT_TRUE(this->sm_->codefedAclSnmpTypeStatus(type)->acl("a"));
+  EXPECT_TRUE(this->mib_->template entries<typename TypeParam::AclEntry>().empty());
 }
 
 TEST_F(MibSmWhole, TellsWhatItDoesInTheOrderOfTypes) {

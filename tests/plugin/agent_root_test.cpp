@@ -223,6 +223,18 @@ TEST_F(RootTest, ItsEndTakesDownTheAggregatorBeforeTheMachine) {
   EXPECT_EQ(scheduler_->tasks(), 0U);
 }
 
+TEST_F(RootTest, ItsEndSwitchesOffWhatSomeoneStillHolds) {
+  const auto machine = makeSm();
+  const auto aggregator = makeAggregator();
+  root_ = nullptr;
+  EXPECT_EQ(machine->references(), 1U);
+  EXPECT_FALSE(machine->hasNotificationActive());
+  EXPECT_FALSE(machine->aclTypeMibSm(Acl::ipv4())->hasNotificationActive());
+  EXPECT_EQ(aggregator->references(), 1U);
+  cliInput_->typeConfig(Acl::ipv6())->aclIs(acl("late", Acl::ipv6()));
+  EXPECT_EQ(config_->typeConfig(Acl::ipv6())->acl("late"), nullptr);
+}
+
 TEST_F(RootTest, ItsEndLeavesTheRows) {
   cliInput_->typeConfig(Acl::ipv4())->aclIs(acl("a", Acl::ipv4(), subConfig({10}, {20})));
   makeAggregator();
