@@ -135,6 +135,31 @@ TEST(OrderedCollection, AnIteratorAtEndStaysThereWhenEntriesCome) {
   EXPECT_TRUE(it.atEnd());
 }
 
+TEST(OrderedCollection, AWalkOfWantedKeysSeesThemAndNoOthers) {
+  Numbers numbers;
+  for (int key = 1; key <= 9; ++key) numbers.insertOrAssign(key, "");
+  std::vector<int> asked;
+  const auto even = [&asked](int key) {
+    asked.push_back(key);
+    return key % 2 == 0;
+  };
+  std::vector<int> walked;
+  for (auto it = numbers.firstOf(even); it; it.advance(even)) {
+    walked.push_back(it.key());
+    // The collection may change while the walk stands on a key.
+    if (it.key() == 4) {
+      numbers.erase(4);
+      numbers.erase(6);
+      numbers.insertOrAssign(3, "again");
+      numbers.insertOrAssign(10, "new");
+    }
+  }
+  EXPECT_THAT(walked, ElementsAre(2, 4, 8, 10));
+  EXPECT_THAT(asked, ElementsAre(1, 2, 3, 4, 5, 7, 8, 9, 10));
+  EXPECT_TRUE(numbers.firstOf([](int key) { return key > 10; }).atEnd());
+  EXPECT_TRUE(Numbers::ConstIterator().advance(even).atEnd());
+}
+
 TEST(OrderedCollection, AReplacedValueIsSeenWhenTheIteratorGetsThere) {
   Numbers collection = numbers({1, 2});
   auto it = collection.begin();
@@ -191,7 +216,12 @@ TYPED_TEST(RandomOperations, AgreeWithAPlainMap) {
     for (int step = 0; step < 2000; ++step) {
       const Key key = TypeParam::key(below(kKeys));
       Walker& walker = walkers[below(static_cast<uint32_t>(walkers.size()))];
-      switch (below(6)) {
+      const auto wanted = [&key](const Key& candidate) { return key < candidate; };
+      const auto expectWanted = [&](auto position) {
+        while (position != model.end() && !wanted(position->first)) ++position;
+        return expectAt(position);
+      };
+      switch (below(8)) {
         case 0:
         case 1: {
           const int value = static_cast<int>(below(3));
@@ -209,6 +239,14 @@ TYPED_TEST(RandomOperations, AgreeWithAPlainMap) {
           break;
         case 4:
           walker = {collection.begin(), expectAt(model.begin())};
+          break;
+        case 5:
+          walker = {collection.firstOf(wanted), expectWanted(model.begin())};
+          break;
+        case 6:
+          walker.it.advance(wanted);
+          if (walker.expected)
+            walker.expected = expectWanted(model.upper_bound(walker.expected->first));
           break;
         default:
           ++walker.it;

@@ -36,26 +36,42 @@ class OrderedCollection {
     const Value& value() const { return entry_->second; }
 
     /// Moves to the next entry in key order; stays at end.
-    ConstIterator& operator++() {
+    ConstIterator& operator++() { return advance(AnyKey()); }
+
+    /// Moves to the next entry whose key is `wanted`, a predicate that leaves the collection alone.
+    /// The same as `++` until it is, but does not hold the entries between: a step costs a
+    /// fraction.
+    template <class Wanted>
+    ConstIterator& advance(const Wanted& wanted) {
       if (atEnd()) return *this;
       if (modifications_ == collection_->modifications_) {
         ++position_;
       } else {
         position_ = collection_->map_.upper_bound(entry_->first);
       }
-      load();
+      settle(wanted);
       return *this;
     }
 
    private:
     friend class OrderedCollection;
-    ConstIterator(const OrderedCollection& collection, typename Map::const_iterator position)
+    struct AnyKey {
+      bool operator()(const Key&) const { return true; }
+    };
+
+    template <class Wanted = AnyKey>
+    ConstIterator(const OrderedCollection& collection, typename Map::const_iterator position,
+                  const Wanted& wanted = {})
         : collection_(&collection), position_(position) {
-      load();
+      settle(wanted);
     }
-    void load() {
+    /// Takes hold of the first wanted entry from the position on.
+    template <class Wanted>
+    void settle(const Wanted& wanted) {
+      const auto end = collection_->map_.end();
+      while (position_ != end && !wanted(position_->first)) ++position_;
       modifications_ = collection_->modifications_;
-      if (position_ == collection_->map_.end()) {
+      if (position_ == end) {
         entry_.reset();
       } else if (entry_) {
         entry_->first = position_->first;
@@ -88,6 +104,11 @@ class OrderedCollection {
   const Key& firstKey() const { return map_.begin()->first; }
 
   ConstIterator begin() const { return ConstIterator(*this, map_.begin()); }
+  /// At the first entry whose key is `wanted`; for walks that go on with `advance`.
+  template <class Wanted>
+  ConstIterator firstOf(const Wanted& wanted) const {
+    return ConstIterator(*this, map_.begin(), wanted);
+  }
   /// At the first entry whose key is not less than `key`; at end when there is none.
   ConstIterator startAt(const Key& key) const {
     return ConstIterator(*this, map_.lower_bound(key));
