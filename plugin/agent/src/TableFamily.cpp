@@ -8,9 +8,8 @@ namespace {
 template <class Entry>
 void forEachRowOf(const AclMib& mib, const Snmp::String& aclName,
                   const TableFamily::IndexCallback& callback) {
-  for (auto it = mib.entries<Entry>().begin(); it; ++it) {
-    if (it.key().aclName() == aclName) callback(it.key());
-  }
+  const auto ofAcl = [&](const AclRuleTableIndex& index) { return index.isOfAcl(aclName); };
+  for (auto it = mib.entries<Entry>().firstOf(ofAcl); it; it.advance(ofAcl)) callback(it.key());
 }
 
 template <class AclEntry, class RuleEntry, class StatsEntry>
