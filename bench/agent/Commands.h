@@ -4,7 +4,8 @@
 ///
 ///     model TYPE ACLS RULES   makes a model of a type and waits until all its rows are there
 ///     peers                   fills the comparators with the rows of the IPv4 model
-///     count EVERY             counts a packet at every so-manieth rule of the IPv4 model; gives the
+///     count EVERY             counts a packet at every so-manieth rule of the IPv4 model; gives
+///     the
 ///                             time mark before it
 ///     change inplace|version  adds a rule to an ACL of the IPv4 model until its row is there
 ///     delete ACLS             removes ACLs of the IPv4 model until their rows are gone
