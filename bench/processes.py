@@ -116,6 +116,9 @@ class Agent(Server):
         return result
 
 
+SNMPD = shutil.which("snmpd", path=os.environ["PATH"] + ":/usr/sbin")
+
+
 class PassPersist(Server):
     """Stock snmpd with the rows in a script."""
 
@@ -123,9 +126,8 @@ class PassPersist(Server):
         super().__init__()
         self.shape = shape
         script = "/usr/bin/python3 %s %d %d" % (os.path.join(HERE, "pass_persist.py"), *shape)
-        snmpd = shutil.which("snmpd", path=os.environ["PATH"] + ":/usr/sbin")
         self.spawn(
-            lambda self: ["taskset", "-c", str(SERVER_CPU), snmpd, "-f", "-C", "-c", self.configuration, "-Lo",
+            lambda self: ["taskset", "-c", str(SERVER_CPU), SNMPD, "-f", "-C", "-c", self.configuration, "-Lo",
                           "-I", "-smux", self.address],
             CONFIGURATION + "pass_persist .%s %s\n" % (PASS, script), stdout=subprocess.DEVNULL)
         deadline = time.monotonic() + 60

@@ -9,6 +9,7 @@
 
 #include "model/AclRuleTableIndex.h"
 #include "qel/Exception.h"
+#include "support/Collision.h"
 
 namespace {
 
@@ -55,6 +56,13 @@ TEST(AclRuleTableIndex, KnowsTheAclThatItsRowIsOf) {
     EXPECT_TRUE(assigned.isOfAcl(acl));
   }
   EXPECT_TRUE(AclRuleTableIndex().isOfAcl(Snmp::String()));
+}
+
+TEST(AclRuleTableIndex, IsOfNoAclWhoseNameHasTheSameHash) {
+  const auto [one, two] = Support::collidingTexts();
+  if (one.empty()) GTEST_SKIP() << "no texts of one hash are known for this standard library";
+  EXPECT_FALSE(AclRuleTableIndex(Snmp::String(Qel::String8(one)), 1)
+                   .isOfAcl(Snmp::String(Qel::String8(two))));
 }
 
 TEST(AclRuleTableIndex, OrdersByNameAndThenByUnsignedNumber) {
