@@ -13,7 +13,7 @@ import subprocess
 import sys
 
 import report
-from processes import (BUILD, PASS, PENDING, RULES, SNMPD, STATS, TDATA_ALL, TDATA_ONE, UPTIME, Agent,
+from processes import (BUILD, PENDING, RULES, SNMPD, STATS, TDATA_ALL, TDATA_ONE, UPTIME, Agent,
                        PassPersist)
 
 SMOKE = "smoke" in sys.argv[1:]
@@ -126,13 +126,11 @@ def requests(out):
 
         say("pass_persist under stock snmpd")
         # The test of the measuring does not ask for a daemon of the distribution on the machine.
-        alone = SMOKE and SNMPD is None
-        with Agent(sized(SIZES[100000])) if alone else PassPersist(sized(SIZES[100000])) as stock:
-            root = RULES if alone else PASS + ".1"
-            script = in_rounds([("GETNEXT", rate(stock, "getnext", "--base", root,
-                                                 "--columns", COLUMN, window=4))], "requests")
-            script |= in_rounds([("GETBULK(50)", rate(stock, "getbulk", "--base", root,
-                                                      "--columns", COLUMN, window=4))], "varbinds")
+        server = Agent if SMOKE and SNMPD is None else PassPersist
+        with server(sized(SIZES[100000])) as stock:
+            rules = ("--base", stock.rules, "--columns", COLUMN)
+            script = in_rounds([("GETNEXT", rate(stock, "getnext", *rules, window=4))], "requests")
+            script |= in_rounds([("GETBULK(50)", rate(stock, "getbulk", *rules, window=4))], "varbinds")
         out["script"] = script
 
         say("latency")

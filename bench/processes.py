@@ -87,6 +87,8 @@ class Server:
 class Agent(Server):
     """Our agent. `wrapper` is put before its command line, for example valgrind."""
 
+    rules = RULES
+
     def __init__(self, shape=None, types=("ipv4",), peers=False, wrapper=()):
         super().__init__()
         self.spawn(
@@ -121,6 +123,8 @@ SNMPD = shutil.which("snmpd", path=os.environ["PATH"] + ":/usr/sbin")
 
 class PassPersist(Server):
     """Stock snmpd with the rows in a script."""
+
+    rules = PASS + ".1"
 
     def __init__(self, shape):
         super().__init__()

@@ -189,11 +189,11 @@ std::string Commands::model(Acl::AclType type, const Shape& shape) {
                {"row_bytes", heap() - modelled}});
 }
 
-std::string Commands::count(size_t every) {
+std::string Commands::count(size_t step) {
   const Shape& shape = shapes_[static_cast<size_t>(kIpv4)];
   const Qel::Seconds now = Qel::now();
   size_t counted = 0;
-  for (size_t rule = 0; rule < shape.rules(); rule += every) {
+  for (size_t rule = 0; rule < shape.rules(); rule += step) {
     const Qel::Name name(Qel::String8(Shape::aclName(rule / shape.rulesPerAcl)));
     const auto acl = Qel::Ptr<Acl::AclStatus>(
         const_cast<Acl::AclStatus*>(status_->statusIs(kIpv4)->acl(name).get()));

@@ -4,9 +4,8 @@
 ///
 ///     model TYPE ACLS RULES   makes a model of a type and waits until all its rows are there
 ///     peers                   fills the comparators with the rows of the IPv4 model
-///     count EVERY             counts a packet at every so-manieth rule of the IPv4 model; gives
-///     the
-///                             time mark before it
+///     count STEP              counts a packet at the IPv4 model's first rule and at each STEP
+///                             further on; gives the time mark before it
 ///     change inplace|version  adds a rule to an ACL of the IPv4 model until its row is there
 ///     delete ACLS             removes ACLs of the IPv4 model until their rows are gone
 ///     burst NAMES CHANGES     replaces ACLs of the IPv4 model, round and round; the backlog drains
@@ -48,7 +47,7 @@ class Commands final : public Sources::Source {
 
   std::string run(const std::string& line);
   std::string model(Acl::AclType type, const Shape& shape);
-  std::string count(size_t every);
+  std::string count(size_t step);
   std::string change(bool inPlace);
   std::string remove(size_t acls);
   std::string burst(size_t names, size_t changes);

@@ -20,6 +20,8 @@ template <class T>
 class RuleSmSays : public Fixtures::RuleSm<T> {};
 TYPED_TEST_SUITE(RuleSmSays, AllTypes, TypeNames);
 
+Traced line(int level, const std::string& text) { return {"AclSnmpSm", level, text}; }
+
 TYPED_TEST(RuleSmSays, DeathTestRowsOfItsAclAtTheStart) {
   this->mib_->template entryIs<typename TypeParam::StatsEntry>({"b", 10}, this->acl_, 1.0);
   EXPECT_DEATH(this->make(), "Assertion 'iter.key\\(\\).aclName\\(\\) != snmpName' failed");
@@ -36,9 +38,6 @@ TEST(RuleSmDeathTest, AnAclOfNoType) {
 
 TYPED_TEST(RuleSmSays, TellsWhatItDoes) {
   this->addNeighbours();
-  const auto line = [](int level, const std::string& text) {
-    return Traced{"AclSnmpSm", level, text};
-  };
   Support::TraceCapture traces("AclSnmpSm=8");
   this->make();
   EXPECT_THAT(traces.traced(), ElementsAre(line(8, "AclRuleMibSm::handleInitialized b"),
@@ -73,9 +72,6 @@ TYPED_TEST(RuleSmSays, TellsWhatItDoes) {
 }
 
 TYPED_TEST(RuleSmSays, TellsOfRowsThatStayAndOfRowsThatAreNotThere) {
-  const auto line = [](int level, const std::string& text) {
-    return Traced{"AclSnmpSm", level, text};
-  };
   this->sub_->remarkBySequenceIs(10, {"and a rule"});
   Support::TraceCapture traces("AclSnmpSm=8");
   this->make();

@@ -54,6 +54,25 @@ class Encoding : public Values, public testing::WithParamInterface<size_t> {
     t.handler = alteredHandlers()[GetParam()];
     return t;
   }
+  /// What is traced when a column's encoder says a length that fails its batch: a request that was
+  /// done before, that of the column, and one more.
+  std::vector<Traced> failedBatch(const TableCase& t, unsigned column, int length,
+                                  const char* levels) {
+    encoded = length;
+    Walk walk(t, *mib);
+    walk.first();
+    Batch batch(MODE_GET);
+    const netsnmp_request_info& first = batch.add();
+    batch.head()->processed = 1;
+    const netsnmp_request_info& failing = batch.add(column, t, walk);
+    const netsnmp_request_info& after = batch.add(column, t, walk);
+    const TraceCapture capture(levels);
+    EXPECT_EQ(t.handler(nullptr, nullptr, batch.info(), batch.head()), SNMP_ERR_GENERR);
+    EXPECT_EQ(first.status, SNMP_ERR_GENERR) << column;
+    EXPECT_EQ(failing.requestvb->type, ASN_NULL) << column;
+    EXPECT_EQ(after.requestvb->type, ASN_NULL) << column;
+    return capture.traced();
+  }
   static bool isFixed(const ColumnCase& column) {
     return column.bufferSize == 16 || column.bufferSize == 6;
   }
@@ -96,17 +115,7 @@ TEST_P(Encoding, ALengthOutOfItsColumnsRangeIsNamed) {
     std::vector<int> bad = {column.bufferSize + 1};
     if (isFixed(column)) bad.insert(bad.end(), {column.bufferSize - 1, 0});
     for (const int length : bad) {
-      encoded = length;
-      Walk walk(t, *mib);
-      walk.first();
-      Batch batch(MODE_GET);
-      const netsnmp_request_info& first = batch.add();
-      batch.head()->processed = 1;
-      batch.add(column.number, t, walk);
-      const TraceCapture capture("Snmp=2");
-      EXPECT_EQ(t.handler(nullptr, nullptr, batch.info(), batch.head()), SNMP_ERR_GENERR);
-      EXPECT_EQ(first.status, SNMP_ERR_GENERR);
-      EXPECT_EQ(capture.traced().back(),
+      EXPECT_EQ(failedBatch(t, column.number, length, "Snmp=2").back(),
                 snmp(2, "handle_" + t.name() +
                             " - entity /<sysname>/snmp/acl/aclMIB length out of range: " +
                             column.attribute + " (" + std::to_string(length) + ")"));
@@ -119,20 +128,7 @@ TEST_P(Encoding, FailuresAreErrorsOfTheBatchWhenTheyAreNotTraced) {
   for (const ColumnCase& column : t.columns()) {
     for (const int length : {-1, column.bufferSize + 1}) {
       if (length > 1024) continue;
-      encoded = length;
-      Walk walk(t, *mib);
-      walk.first();
-      Batch batch(MODE_GET);
-      const netsnmp_request_info& first = batch.add();
-      batch.head()->processed = 1;
-      const netsnmp_request_info& failing = batch.add(column.number, t, walk);
-      const netsnmp_request_info& after = batch.add(column.number, t, walk);
-      const TraceCapture capture("Snmp=1");
-      EXPECT_EQ(t.handler(nullptr, nullptr, batch.info(), batch.head()), SNMP_ERR_GENERR);
-      EXPECT_EQ(first.status, SNMP_ERR_GENERR) << column.name;
-      EXPECT_EQ(failing.requestvb->type, ASN_NULL) << column.name;
-      EXPECT_EQ(after.requestvb->type, ASN_NULL) << column.name;
-      EXPECT_THAT(capture.traced(), testing::IsEmpty());
+      EXPECT_THAT(failedBatch(t, column.number, length, "Snmp=1"), testing::IsEmpty());
     }
   }
 }

@@ -151,21 +151,6 @@ TEST_F(Faults, ATableWithoutARegistrationIsPassedOverInAnotherContextAsEver) {
   EXPECT_THAT(AclSnmp::handlerRegistrationsByContext, testing::IsEmpty());
 }
 
-// The library has freed the second registration.
-TEST_F(Faults, AScalarWhosePlaceIsTakenIsNotTakenDown) {
-  const std::vector<oid> place = scalarOid();
-  auto* other = __real_netsnmp_create_handler_registration(
-      "other", [](auto*, auto*, auto*, auto*) { return SNMP_ERR_NOERROR; }, place.data(),
-      place.size(), HANDLER_CAN_RONLY);
-  other->priority = 64;
-  ASSERT_EQ(netsnmp_register_scalar(other), MIB_REGISTERED_OK);
-  init_AclMIB("");
-  EXPECT_EQ(AclSnmp::handlerRegistrationsByContext[""].size(), 9U);
-  unregister_AclMIB("");
-  EXPECT_THAT(unregistered, testing::SizeIs(9));
-  EXPECT_EQ(netsnmp_unregister_handler(other), MIB_UNREGISTERED_OK);
-}
-
 TEST_F(Faults, AnOidIsFormattedOnlyForATrace) {
   for (const int level : {0, 1}) {
     const TraceCapture capture("Snmp=" + std::to_string(level));

@@ -290,38 +290,30 @@ TEST_F(Registration, TheFrameworkReachesItOncePerContext) {
   Snmp::contextDel("vrf");
 }
 
-TEST_F(Registration, DebugOutputNamesTheContext) {
+/// What setting up another context writes with the library's debugging on or off.
+std::string debugOutput(bool on) {
   debug_register_tokens("trace,AclMIB");
-  snmp_set_do_debugging(1);
+  snmp_set_do_debugging(on ? 1 : 0);
   testing::internal::CaptureStderr();
   snmp_enable_stderrlog();
   init_AclMIB("vrf");
-  const std::string on = testing::internal::GetCapturedStderr();
-  snmp_set_do_debugging(0);
-  testing::internal::CaptureStderr();
-  init_AclMIB("vrf");
-  const std::string off = testing::internal::GetCapturedStderr();
   snmp_disable_stderrlog();
-  EXPECT_THAT(on, testing::HasSubstr("trace: init_AclMIB(): AclMIB, 40:\n"
-                                     "AclMIB: Initializing in context \"vrf\"\n"));
-  EXPECT_EQ(off, "");
+  snmp_set_do_debugging(0);
   unregister_AclMIB("vrf");
+  return testing::internal::GetCapturedStderr();
+}
+
+TEST_F(Registration, DebugOutputNamesTheContext) {
+  EXPECT_THAT(debugOutput(true), testing::HasSubstr("trace: init_AclMIB(): AclMIB, 40:\n"
+                                                    "AclMIB: Initializing in context \"vrf\"\n"));
+  EXPECT_EQ(debugOutput(false), "");
 }
 
 TEST_F(Registration, DebugOutputComesBeforeTheTraces) {
   const TraceCapture levels("Snmp=1");
   Qel::traceSinkIs({});
-  debug_register_tokens("trace,AclMIB");
-  snmp_set_do_debugging(1);
-  testing::internal::CaptureStderr();
-  snmp_enable_stderrlog();
-  init_AclMIB("vrf");
-  snmp_disable_stderrlog();
-  const std::string output = testing::internal::GetCapturedStderr();
-  snmp_set_do_debugging(0);
-  EXPECT_THAT(output, testing::ContainsRegex("AclMIB: Initializing in context \"vrf\"\n"
-                                             "[^\n]* init_AclMIB initializing oid "));
-  unregister_AclMIB("vrf");
+  EXPECT_THAT(debugOutput(true), testing::ContainsRegex("AclMIB: Initializing in context \"vrf\"\n"
+                                                        "[^\n]* init_AclMIB initializing oid "));
 }
 
 }  // namespace
