@@ -189,9 +189,13 @@ struct HashOrder {
   static Key key(uint32_t n) { return NameOrder::key(n); }
 };
 
+struct PooledOrder : NameOrder {
+  using Collection = Qel::PooledOrderedCollection<Key, int>;
+};
+
 template <class Order>
 class RandomOperations : public testing::Test {};
-using Orders = testing::Types<NumberOrder, NameOrder, HashOrder>;
+using Orders = testing::Types<NumberOrder, NameOrder, HashOrder, PooledOrder>;
 TYPED_TEST_SUITE(RandomOperations, Orders);
 
 TYPED_TEST(RandomOperations, AgreeWithAPlainMap) {

@@ -11,15 +11,19 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <unordered_map>
 #include <utility>
 
+#include "qel/PoolAllocator.h"
+
 namespace Qel {
 
-template <class Key, class Value, class Less = std::less<Key>>
+template <class Key, class Value, class Less = std::less<Key>,
+          class Allocator = std::allocator<std::pair<const Key, Value>>>
 class OrderedCollection {
-  using Map = std::map<Key, Value, Less>;
+  using Map = std::map<Key, Value, Less, Allocator>;
 
  public:
   class ConstIterator {
@@ -155,6 +159,11 @@ struct HashLess {
 /// A collection that is walked in hash order and whose walk can start at the place of a given key.
 template <class Key, class Value>
 using HashOrderedCollection = OrderedCollection<Key, Value, HashLess>;
+
+/// For many thousands of entries: they lie side by side in memory.
+template <class Key, class Value>
+using PooledOrderedCollection =
+    OrderedCollection<Key, Value, std::less<Key>, PoolAllocator<std::pair<const Key, Value>>>;
 
 /// Constant-time look-up for keys with a `hash()`. Walks see the entries in no particular order and
 /// must not change the collection.

@@ -12,7 +12,7 @@
 namespace AclSnmp {
 
 template <class Entry>
-using EntryTable = Qel::OrderedCollection<typename Entry::Key, Qel::Ptr<Entry>>;
+using EntryTable = Qel::PooledOrderedCollection<typename Entry::Key, Qel::Ptr<Entry>>;
 
 /// One table under its own names, for example:
 ///     newIpAclTable(name, aclConfig)   a new row in place of any of that key; no notification
