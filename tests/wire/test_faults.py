@@ -230,6 +230,8 @@ class Start(unittest.TestCase):
                 ("udp:" + agent.address, "Address already in use"),
                 ("udp:192.0.2.1:16100", "Cannot assign requested address"),
                 ("nonsense:1", "not an address"),
+                ("tlstcp:127.0.0.1:%d" % also_tcp()[0],
+                 "one client of such a stream could hold up all others"),
             ]
             for address, reason in cases:
                 with self.subTest(address=address):

@@ -86,10 +86,13 @@ int acceptOrRefuse(netsnmp_transport* transport) {
   return -1;
 }
 
-bool isPlainStream(const netsnmp_transport& transport) {
-  return (transport.flags & NETSNMP_TRANSPORT_FLAG_STREAM) != 0 &&
-         (transport.domain == netsnmp_snmpTCPDomain || transport.domain == netsnmp_TCPIPv6Domain ||
-          transport.domain == netsnmp_UnixDomain);
+bool isStream(const netsnmp_transport& transport) {
+  return (transport.flags & NETSNMP_TRANSPORT_FLAG_STREAM) != 0;
+}
+
+bool isPlain(const netsnmp_transport& transport) {
+  return transport.domain == netsnmp_snmpTCPDomain || transport.domain == netsnmp_TCPIPv6Domain ||
+         transport.domain == netsnmp_UnixDomain;
 }
 
 }  // namespace
@@ -101,7 +104,13 @@ void listenOn(const std::string& address) {
     const std::string reason = errno == 0 ? "not an address" : std::strerror(errno);
     throw std::runtime_error("cannot listen on " + address + ": " + reason);
   }
-  if (isPlainStream(*transport)) {
+  if (isStream(*transport) && !isPlain(*transport)) {
+    transport->f_close(transport);
+    netsnmp_transport_free(transport);
+    throw std::runtime_error("cannot listen on " + address +
+                             ": one client of such a stream could hold up all others");
+  }
+  if (isStream(*transport)) {
     originals()[transport->domain] = {transport->f_recv, transport->f_accept};
     transport->f_recv = receiveSome;
     transport->f_send = sendOrEnd;

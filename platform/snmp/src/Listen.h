@@ -8,6 +8,8 @@
 ///   sends requests without end shares the agent with the others.
 /// - The last few descriptors are not given to connections: one that would take them is ended at
 ///   once.
+/// - Streams of other kinds are refused. TLS is one: the library waits for a client's part of the
+///   handshake, and for the rest of a record, for as long as that takes.
 
 #include <cstddef>
 #include <string>
@@ -16,7 +18,7 @@ namespace Snmp {
 
 constexpr size_t kMaxRead = 2048;
 
-/// Throws `std::runtime_error` when the address is not one or cannot be opened.
+/// Throws `std::runtime_error` when the address is not one, cannot be opened or is refused.
 void listenOn(const std::string& address);
 
 }  // namespace Snmp
