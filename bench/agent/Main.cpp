@@ -45,6 +45,7 @@ int run(const char* pluginDir, const char* address, const char* configuration) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  Daemon::keepHeapEven();
   if (argc < 4) {
     std::fprintf(stderr, "usage: aclsnmp-bench-agent PLUGIN_DIR ADDRESS CONFIGURATION [CPU]\n");
     return 2;

@@ -1,5 +1,6 @@
 #include "Loop.h"
 
+#include <malloc.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -42,6 +43,8 @@ int Signals::next() const {
 // How long other work goes on before the next look for packets, which costs some ten microseconds.
 // A piece of work that has begun is finished first: a request waits for both.
 constexpr Qel::Seconds kSlice = 0.001;
+
+void keepHeapEven() { mallopt(M_MXFAST, 0); }
 
 void runLoop(Snmp::Agent& agent, Mek::TaskScheduler& scheduler, const Signals& signals,
              const std::vector<std::unique_ptr<Sources::Source>>& sources) {

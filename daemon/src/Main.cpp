@@ -135,6 +135,7 @@ int run(const Options& options) {
 }  // namespace Daemon
 
 int main(int argc, char** argv) {
+  Daemon::keepHeapEven();
   try {
     const auto parsed = Daemon::parseOptions(argc, argv);
     if (const int* exitCode = std::get_if<int>(&parsed)) return *exitCode;

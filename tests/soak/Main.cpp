@@ -6,6 +6,7 @@
 #include <exception>
 #include <filesystem>
 
+#include "Loop.h"
 #include "Soak.h"
 
 namespace {
@@ -31,6 +32,7 @@ class TemporaryFolder {
 }  // namespace
 
 int main(int argc, char** argv) {
+  Daemon::keepHeapEven();
   Soak::Options options;
   options.pluginDir = PLUGIN_DIR;
   options.client = CLIENT_PROGRAM;
