@@ -40,11 +40,11 @@ int Signals::next() const {
                                                                 : 0;
 }
 
+void keepHeapEven() { mallopt(M_MXFAST, 0); }
+
 // How long other work goes on before the next look for packets, which costs some ten microseconds.
 // A piece of work that has begun is finished first: a request waits for both.
 constexpr Qel::Seconds kSlice = 0.001;
-
-void keepHeapEven() { mallopt(M_MXFAST, 0); }
 
 void runLoop(Snmp::Agent& agent, Mek::TaskScheduler& scheduler, const Signals& signals,
              const std::vector<std::unique_ptr<Sources::Source>>& sources) {

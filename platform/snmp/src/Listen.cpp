@@ -86,10 +86,6 @@ int acceptOrRefuse(netsnmp_transport* transport) {
   return -1;
 }
 
-bool isStream(const netsnmp_transport& transport) {
-  return (transport.flags & NETSNMP_TRANSPORT_FLAG_STREAM) != 0;
-}
-
 bool isPlain(const netsnmp_transport& transport) {
   return transport.domain == netsnmp_snmpTCPDomain || transport.domain == netsnmp_TCPIPv6Domain ||
          transport.domain == netsnmp_UnixDomain;
@@ -98,27 +94,24 @@ bool isPlain(const netsnmp_transport& transport) {
 }  // namespace
 
 void listenOn(const std::string& address) {
+  const auto failure = [&address](const std::string& reason) {
+    return std::runtime_error("cannot listen on " + address + ": " + reason);
+  };
   errno = 0;
   netsnmp_transport* transport = netsnmp_transport_open_server("snmp", address.c_str());
-  if (transport == nullptr) {
-    const std::string reason = errno == 0 ? "not an address" : std::strerror(errno);
-    throw std::runtime_error("cannot listen on " + address + ": " + reason);
-  }
-  if (isStream(*transport) && !isPlain(*transport)) {
-    transport->f_close(transport);
-    netsnmp_transport_free(transport);
-    throw std::runtime_error("cannot listen on " + address +
-                             ": one client of such a stream could hold up all others");
-  }
-  if (isStream(*transport)) {
+  if (transport == nullptr) throw failure(errno == 0 ? "not an address" : std::strerror(errno));
+  if ((transport->flags & NETSNMP_TRANSPORT_FLAG_STREAM) != 0) {
+    if (!isPlain(*transport)) {
+      transport->f_close(transport);
+      netsnmp_transport_free(transport);
+      throw failure("one client of such a stream could hold up all others");
+    }
     originals()[transport->domain] = {transport->f_recv, transport->f_accept};
     transport->f_recv = receiveSome;
     transport->f_send = sendOrEnd;
     transport->f_accept = acceptOrRefuse;
   }
-  if (netsnmp_register_agent_nsap(transport) < 0) {
-    throw std::runtime_error("cannot listen on " + address + ": no session for it");
-  }
+  if (netsnmp_register_agent_nsap(transport) < 0) throw failure("no session for it");
 }
 
 }  // namespace Snmp
