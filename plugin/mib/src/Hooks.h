@@ -206,11 +206,10 @@ class Hooks {
     return nullptr;
   }
 
-  /// The key in a hint's index values; nothing, and how many components were good, where it has
-  /// none.
+  /// The key in a hint's index values, or nothing; counts the components that are good up to where
+  /// one is bad.
   static std::optional<Key> keyOf(const char* function, const netsnmp_variable_list* value,
                                   unsigned& parsed) {
-    parsed = 0;
     if constexpr (TableT::kHasTimeMark) {
       // The time mark is taken as it stands.
       if (value == nullptr) return std::nullopt;
@@ -228,7 +227,6 @@ class Hooks {
           function, table.index[TableT::kNameIndex + 1], value->next_variable,
           [](const netsnmp_variable_list* v) { return AsnUnsignedToU32(v->val.integer); });
       if (!seqId) return std::nullopt;
-      ++parsed;
       return Key(*name, *seqId);
     } else {
       // An ACL table's count is not kept: its text always says 0.

@@ -105,7 +105,6 @@ class TypeCodef : public Mek::TaskCodefBase {
 
   const Input* input() const { return reactor_ ? reactor_->notifier() : nullptr; }
   const OutputPtr& output() const { return output_; }
-  void outputIs(const OutputPtr& out) { output_ = out; }
 
   /// Replaces the input; null disconnects. Nothing is queued.
   void inputIs(const InputPtr& in) {
