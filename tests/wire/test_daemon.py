@@ -88,6 +88,40 @@ class CommandLine(unittest.TestCase):
             self.assertIn("cannot listen on udp:" + agent.address, result.stderr)
 
 
+class StandardObjects(unittest.TestCase):
+    """What any agent of the library tells of itself, for the tools that ask for it first."""
+
+    SYSTEM = (1, 3, 6, 1, 2, 1, 1)
+    BAD_COMMUNITIES = (1, 3, 6, 1, 2, 1, 11, 4, 0)
+    ENGINE_ID = (1, 3, 6, 1, 6, 3, 10, 2, 1, 1, 0)
+    UNKNOWN_USERS = (1, 3, 6, 1, 6, 3, 15, 1, 1, 3, 0)
+
+    def test_the_system_group_and_the_engine_are_served(self):
+        configuration = CONFIGURATION + "sysLocation rack 7\nsysContact noc@example.org\n"
+        with Agent(configuration=configuration) as agent:
+            served = {oid: (kind, value) for oid, kind, value in agent.walk(self.SYSTEM)}
+            self.assertEqual(bytes(served[self.SYSTEM + (6, 0)][1]), b"rack 7")
+            self.assertEqual(bytes(served[self.SYSTEM + (4, 0)][1]), b"noc@example.org")
+            self.assertEqual(served[self.SYSTEM + (3, 0)][0], "Timeticks")
+            modules = [oid for oid in served if oid[:10] == self.SYSTEM + (9, 1, 3)]
+            self.assertTrue(modules, "sysORTable")
+            engine = agent.get(self.ENGINE_ID)[0][2]
+            self.assertTrue(5 <= len(engine) <= 32, engine)
+
+    def test_refused_requests_are_counted(self):
+        refused = (
+            (self.BAD_COMMUNITIES, ("-v2c", "-c", "wrong")),
+            (self.UNKNOWN_USERS, ("-v3", "-u", "nobody", "-l", "noAuthNoPriv")),
+        )
+        with Agent() as agent:
+            for counter, security in refused:
+                before = agent.get(counter)[0]
+                self.assertEqual(before[1], "Counter32")
+                agent.run("snmpget", ".1.3.6.1.2.1.1.3.0", security=(*security, "-t", "1", "-r", "0"),
+                          check=False)
+                self.assertEqual(agent.get(counter)[0][2], before[2] + 1, security)
+
+
 class Process(unittest.TestCase):
     def test_sigterm_and_sigint_end_it_cleanly(self):
         for number in (signal.SIGTERM, signal.SIGINT):
