@@ -264,6 +264,19 @@ TEST_F(ConfigAggregator, IsDeafWhileNotificationIsOff) {
   EXPECT_EQ(merged("e"), e);
 }
 
+TEST_F(ConfigAggregator, AnInputThatWentUnseenAndComesBackKeepsItsTurn) {
+  start();
+  dir_->entityIs(one_);
+  dir_->entityIs(two_);
+  aggregator_->hasNotificationActiveIs(false);
+  dir_->entityDel("one");
+  aggregator_->hasNotificationActiveIs(true);
+  dir_->entityIs(one_);
+  publish(two_, "a");
+  const auto a = publish(one_, "a");
+  EXPECT_EQ(merged("a"), a);
+}
+
 TEST_F(ConfigAggregator, LetsGoOfItsInputsWhenItGoes) {
   start();
   dir_->entityIs(one_);

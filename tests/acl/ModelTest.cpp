@@ -97,6 +97,11 @@ TEST(Status, FlagsNotifyAfterAChangeOnly) {
   EXPECT_THAT(watcher.log, ElementsAre("acl", "logging", "counters", "router"));
 }
 
+TEST(Acl, ItsConfigurationAndItsStatusNameTheirTypes) {
+  EXPECT_EQ(Qel::make<Acl::AclConfig>("a", AclType::mac)->fwkType(), "Acl::AclConfig");
+  EXPECT_EQ(Qel::make<Acl::AclStatus>("a")->fwkType(), "Acl::AclStatus");
+}
+
 TEST(Status, AnInputHasEveryTypeFromTheStart) {
   const auto status = Qel::make<Acl::Input::Status>("cli");
   EXPECT_EQ(status->fwkType(), "Acl::Input::Status");

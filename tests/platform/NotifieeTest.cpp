@@ -193,6 +193,14 @@ TEST_F(Notifiees, OnesThatLeftDuringANotificationAreNotCounted) {
   EXPECT_EQ(counted, 2U);
 }
 
+TEST_F(Notifiees, AListThatAllLeftDuringANotificationIsEmpty) {
+  c_->action = [&] {
+    for (auto* listener : {&a_, &b_, &c_}) listener->reset();
+  };
+  ring();
+  EXPECT_TRUE(bell_->notifieeList().empty());
+}
+
 TEST_F(Notifiees, InactiveOnesAndZombiesAreSkipped) {
   EXPECT_TRUE(a_->hasNotificationActive());
   EXPECT_FALSE(a_->isZombie());

@@ -92,6 +92,10 @@ TEST(ReadQuoted, RefusesWhatQuotedStrepDoesNotWrite) {
       {R"('\x0')", R"(bad escape in a quoted string: '\\x0\'')"},
       {R"('\x0)", R"(bad escape in a quoted string: '\\x0')"},
       {R"('\x0g')", R"(bad escape in a quoted string: '\\x0g\'')"},
+      {R"('\y00')", R"(bad escape in a quoted string: '\\y00\'')"},
+      {R"('\xW0')", R"(bad escape in a quoted string: '\\xW0\'')"},
+      {R"('\xg1')", R"(bad escape in a quoted string: '\\xg1\'')"},
+      {R"('\x00)", "a quoted string is not closed"},
       {R"('\xFF')", R"(bad escape in a quoted string: '\\xFF\'')"},
       {R"('\x41')", R"(bad escape in a quoted string: '\\x41\'')"},
       {"'a\n'"sv, R"(unescaped octet in a quoted string: '\x0a\'')"},
@@ -174,6 +178,16 @@ TEST(ReadU32Attribute, ReadsDigitsAndStopsBehindThem) {
     EXPECT_EQ(Qel::readU32Attribute(current, c.text.end(), "n"), c.value) << c.text;
     EXPECT_EQ(std::string_view(current, c.text.end()), c.rest) << c.text;
   }
+}
+
+TEST(ReadU32Attribute, DoesNotLookBehindTheEnd) {
+  constexpr std::string_view kText = "123";
+  StrepIterator current = kText.begin();
+  EXPECT_EQ(Qel::readU32Attribute(current, kText.begin() + 2, "n"), 12U);
+  EXPECT_EQ(current - kText.begin(), 2);
+  EXPECT_THAT(
+      [&] { Qel::readU32Attribute(current, current, "n"); },
+      ThrowsMessage<SyntaxException>("in attribute 'n': expected an unsigned number, found ''"));
 }
 
 TEST(ReadU32Attribute, ThrowsSyntaxWhereNoDigitStands) {

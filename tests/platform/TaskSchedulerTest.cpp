@@ -132,6 +132,25 @@ TEST_F(Scheduler, DelayedTasksBecomeReadyInTheOrderOfTheirTimes) {
   EXPECT_THAT(runAll(), ElementsAre("urgent", "b", "a", "c"));
 }
 
+TEST_F(Scheduler, AnEarlierRequestTakesThePlaceOfALaterOne) {
+  const auto a = task("a");
+  a->scheduleAfter(5);
+  a->scheduleAfter(2);
+  clock_.advance(2);
+  EXPECT_THAT(runAll(), ElementsAre("a"));
+  EXPECT_EQ(scheduler_->timeToNext(), std::nullopt);
+  clock_.advance(3);
+  EXPECT_THAT(runAll(), IsEmpty());
+}
+
+TEST_F(Scheduler, ARequestForTheSameTimeKeepsItsPlace) {
+  const auto a = task("a");
+  const auto b = task("b");
+  for (const auto& t : {a, b, a}) t->scheduleAfter(5);
+  clock_.advance(5);
+  EXPECT_THAT(runAll(), ElementsAre("a", "b"));
+}
+
 TEST_F(Scheduler, TheEarlierOfTwoRequestsStays) {
   const auto a = task("a");
   a->scheduleAfter(5);

@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <ctime>
+#include <optional>
 #include <vector>
 
 #include "qel/Exception.h"
@@ -146,6 +149,26 @@ constexpr char kTime[] = "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\
 TEST(TraceLine, HoldsEveryPartInOneLine) {
   EXPECT_THAT(Qel::traceLine({"Snmp", 8, {"Unit", 12, "void f()"}, "table 'a' | b"}),
               MatchesRegex(std::string(kTime) + "Snmp 8 Unit:12 void f\\(\\): table 'a' \\| b"));
+}
+
+TEST(TraceLine, TellsTheTimeInUtcWhateverTheZone) {
+  const char* zone = std::getenv("TZ");
+  const std::optional<std::string> before = zone == nullptr ? std::nullopt : std::optional(zone);
+  setenv("TZ", "XST-3", 1);
+  tzset();
+  const std::time_t earliest = std::time(nullptr);
+  const std::string line = Qel::traceLine({"h", 0, {"s", 1, "f"}, ""});
+  const std::time_t latest = std::time(nullptr);
+  if (before) {
+    setenv("TZ", before->c_str(), 1);
+  } else {
+    unsetenv("TZ");
+  }
+  tzset();
+  std::tm utc{};
+  ASSERT_NE(strptime(line.c_str(), "%Y-%m-%dT%H:%M:%S", &utc), nullptr);
+  EXPECT_GE(timegm(&utc), earliest);
+  EXPECT_LE(timegm(&utc), latest);
 }
 
 TEST(TraceLine, EscapesEveryOctetThatDoesNotPrint) {

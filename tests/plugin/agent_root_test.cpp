@@ -140,12 +140,13 @@ TEST_F(RootTest, AReplacedMachineStandsStill) {
 
 TEST_F(RootTest, TheMachineNeedsItsArgumentsAndStaysWhereOneIsMissing) {
   const auto present = makeSm();
+  const auto untyped = Qel::make<Acl::Status>("status");
   for (int missing = 0; missing < 4; ++missing) {
     SCOPED_TRACE(missing);
     EXPECT_THAT(
         [&] {
           root_->aclMibSmIs(missing == 0 ? nullptr : scheduler_, missing == 1 ? nullptr : config_,
-                            missing == 2 ? nullptr : status_, missing == 3 ? nullptr : mib_);
+                            missing == 2 ? nullptr : untyped, missing == 3 ? nullptr : mib_);
         },
         ThrowsMessage<Qel::RangeException>("null ValidPtr"));
     EXPECT_EQ(root_->aclMibSm(), present);

@@ -189,6 +189,10 @@ TYPED_TEST(RuleSm, HandsTheStatusToItsStatisticsRowsOnly) {
   EXPECT_EQ(this->sm_->status(), nullptr);
   EXPECT_EQ(this->status_->notifieeList().size(), 0U);
   EXPECT_EQ(this->statsRow(15)->aclStatus(), nullptr);
+  this->sm_->statusIs(this->status_);
+  this->sm_->statusDel();
+  EXPECT_EQ(this->sm_->status(), nullptr);
+  EXPECT_EQ(this->status_->notifieeList().size(), 0U);
   EXPECT_THAT(this->log_.take(), IsEmpty());
   EXPECT_EQ(keys<typename TypeParam::StatsEntry>(*this->mib_).size(), 6U);
 }

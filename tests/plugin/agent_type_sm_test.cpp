@@ -77,6 +77,8 @@ TYPED_TEST(TypeSm, StartsWithWhatTheMirrorsHoldInTheOrderOfNames) {
   EXPECT_EQ(this->sm_->status(), this->status_);
   EXPECT_EQ(this->sm_->aclMib(), this->mib_);
   EXPECT_TRUE(this->sm_->initialized());
+  EXPECT_TRUE(this->sm_->hasNotificationActive());
+  EXPECT_TRUE(this->sm_->aclRuleSm("a")->hasNotificationActive());
   EXPECT_EQ(this->aclRow("a")->aclConfig(), this->config_->acl("a"));
   EXPECT_EQ(this->sm_->aclRuleSm().size(), 2U);
   EXPECT_EQ(this->sm_->aclRuleSm("a")->config(), this->config_->acl("a"));

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 
 #include "mib_requests.h"
@@ -66,6 +67,17 @@ TEST_P(TimeFilter, MarkZeroGivesEveryRow) {
   add("b", -500);  // before the agent's start
   add("c", 123456);
   EXPECT_THAT(rows(0), ElementsAre("a", "b", "c"));
+}
+
+TEST_P(TimeFilter, MarkZeroIsComparedAndTracedFromLevelEightOn) {
+  add("a", 100);
+  for (const int level : {7, 8}) {
+    Walk walk(table(), *mib);
+    const TraceCapture capture("Snmp=" + std::to_string(level));
+    ASSERT_NE(walk.first(), nullptr);
+    const Traced filter = snmp(8, lastChanged("100", "0"));
+    EXPECT_EQ(std::ranges::count(capture.traced(), filter), level == 8 ? 1 : 0) << level;
+  }
 }
 
 TEST_P(TimeFilter, AMarkLaterThanEveryChangeGivesNoRow) {
