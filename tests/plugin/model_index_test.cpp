@@ -9,7 +9,6 @@
 
 #include "model/AclRuleTableIndex.h"
 #include "qel/Exception.h"
-#include "support/Collision.h"
 
 namespace {
 
@@ -38,31 +37,6 @@ TEST(AclRuleTableIndex, NotIsTrueForTheDefaultValueOnly) {
   EXPECT_FALSE(!AclRuleTableIndex("", 1));
   EXPECT_FALSE(!AclRuleTableIndex("x", 0));
   EXPECT_FALSE(!AclRuleTableIndex("x", 1));
-}
-
-TEST(AclRuleTableIndex, KnowsTheAclThatItsRowIsOf) {
-  const std::string octets("\0a", 2);
-  for (const std::string& name : {std::string(), std::string("x"), octets, std::string(255, 'n')}) {
-    const Snmp::String acl{Qel::String8(name)};
-    const Snmp::String longer{Qel::String8(name + "x")};
-    const AclRuleTableIndex made(acl, 7);
-    for (const auto& index : {made, AclRuleTableIndex(made), parsed(valueToStrep(made))}) {
-      EXPECT_TRUE(index.isOfAcl(Snmp::String(Qel::String8(name)))) << index;
-      EXPECT_FALSE(index.isOfAcl(longer)) << index;
-      EXPECT_FALSE(AclRuleTableIndex(longer, 7).isOfAcl(acl)) << index;
-    }
-    AclRuleTableIndex assigned(longer, 7);
-    assigned = made;
-    EXPECT_TRUE(assigned.isOfAcl(acl));
-  }
-  EXPECT_TRUE(AclRuleTableIndex().isOfAcl(Snmp::String()));
-}
-
-TEST(AclRuleTableIndex, IsOfNoAclWhoseNameHasTheSameHash) {
-  const auto [one, two] = Support::collidingTexts();
-  if (one.empty()) GTEST_SKIP() << "no texts of one hash are known for this standard library";
-  EXPECT_FALSE(AclRuleTableIndex(Snmp::String(Qel::String8(one)), 1)
-                   .isOfAcl(Snmp::String(Qel::String8(two))));
 }
 
 TEST(AclRuleTableIndex, OrdersByNameAndThenByUnsignedNumber) {

@@ -4,12 +4,12 @@ namespace AclSnmp {
 
 namespace {
 
-/// The rows of one ACL. Everything that looks for them comes through here.
+/// The rows of one ACL, which lie side by side in the order of the index.
 template <class Entry>
 void forEachRowOf(const AclMib& mib, const Snmp::String& aclName,
                   const TableFamily::IndexCallback& callback) {
-  const auto ofAcl = [&](const AclRuleTableIndex& index) { return index.isOfAcl(aclName); };
-  for (auto it = mib.entries<Entry>().firstOf(ofAcl); it; it.advance(ofAcl)) callback(it.key());
+  auto it = mib.entries<Entry>().startAt({aclName, 0});
+  for (; it && it.key().aclName() == aclName; ++it) callback(it.key());
 }
 
 template <class AclEntry, class RuleEntry, class StatsEntry>

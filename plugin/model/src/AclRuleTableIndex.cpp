@@ -12,7 +12,6 @@ AclRuleTableIndex::AclRuleTableIndex(Qel::StrepIterator& current, Qel::StrepIter
   } catch (const Qel::RangeException& exception) {
     Qel::rethrowInAttribute(exception, "aclName");
   }
-  nameHash_ = hashOf(aclName_);
   Qel::requireLiteral(current, end, ", 'seqId': ");
   seqId_ = Qel::readU32Attribute(current, end, "seqId");
   Qel::requireLiteral(current, end, "})");

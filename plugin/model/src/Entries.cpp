@@ -44,6 +44,23 @@ Kavet::Ip6Addr Ipv6AclRuleTableEntry::destMask() const {
   return maskOf(rule().filter.destination().length);
 }
 
+void RuleStatsTableEntry::aclStatusIs(const AclStatusPtr& aclStatus) {
+  if (latestChange_) {
+    latestChange_->statusIs(aclStatus);
+    latestChange_->statusDel(aclStatus_);
+  }
+  aclStatus_ = aclStatus;
+}
+
+void RuleStatsTableEntry::latestChangeIs(const Qel::Ptr<LatestChange>& latestChange) {
+  if (latestChange) {
+    latestChange->creationIs(creationTime_);
+    latestChange->statusIs(aclStatus_);
+  }
+  if (latestChange_) latestChange_->statusDel(aclStatus_);
+  latestChange_ = latestChange;
+}
+
 Acl::RuleStatus RuleStatsTableEntry::ruleStatus() const {
   return aclStatus_ ? aclStatus_->ruleStatus(uniqueId()) : Acl::RuleStatus();
 }

@@ -1,29 +1,42 @@
 #pragma once
 
-/// Keyed collections around std containers. They do not notify; the entity that owns one does.
+/// Keyed collections around well-kept containers. They do not notify; the entity that owns one
+/// does.
 ///
 /// `OrderedCollection` walks in key order with iterators that outlive any change: an iterator holds
 /// its key and its value, and after a change of the collection it goes on at the first key above
 /// its own. Iterators need the collection to live; comparing and moving them is for the event
 /// thread.
 
+#include <absl/container/btree_map.h>
+#include <absl/container/flat_hash_map.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <map>
-#include <memory>
+#include <iterator>
 #include <optional>
-#include <unordered_map>
 #include <utility>
-
-#include "qel/PoolAllocator.h"
+#include <vector>
 
 namespace Qel {
 
-template <class Key, class Value, class Less = std::less<Key>,
-          class Allocator = std::allocator<std::pair<const Key, Value>>>
+template <class Key, class Value, class Less = std::less<Key>>
 class OrderedCollection {
-  using Map = std::map<Key, Value, Less, Allocator>;
+  /// A place between two keys: the predicate holds for every key before it and for none after it.
+  template <class Before>
+  struct Cut {
+    const Before& before;
+  };
+  struct Order : Less {
+    using is_transparent = void;
+    using Less::operator();
+    template <class Before>
+    bool operator()(const Key& key, const Cut<Before>& cut) const {
+      return cut.before(key);
+    }
+  };
+  using Map = absl::btree_map<Key, Value, Order>;
 
  public:
   class ConstIterator {
@@ -40,42 +53,28 @@ class OrderedCollection {
     const Value& value() const { return entry_->second; }
 
     /// Moves to the next entry in key order; stays at end.
-    ConstIterator& operator++() { return advance(AnyKey()); }
-
-    /// Moves to the next entry whose key is `wanted`, a predicate that leaves the collection alone.
-    /// The same as `++` until it is, but does not hold the entries between: a step costs a
-    /// fraction.
-    template <class Wanted>
-    ConstIterator& advance(const Wanted& wanted) {
+    ConstIterator& operator++() {
       if (atEnd()) return *this;
       if (modifications_ == collection_->modifications_) {
         ++position_;
       } else {
         position_ = collection_->map_.upper_bound(entry_->first);
       }
-      settle(wanted);
+      settle();
       return *this;
     }
 
    private:
     friend class OrderedCollection;
-    struct AnyKey {
-      bool operator()(const Key&) const { return true; }
-    };
 
-    template <class Wanted = AnyKey>
-    ConstIterator(const OrderedCollection& collection, typename Map::const_iterator position,
-                  const Wanted& wanted = {})
+    ConstIterator(const OrderedCollection& collection, typename Map::const_iterator position)
         : collection_(&collection), position_(position) {
-      settle(wanted);
+      settle();
     }
-    /// Takes hold of the first wanted entry from the position on.
-    template <class Wanted>
-    void settle(const Wanted& wanted) {
-      const auto end = collection_->map_.end();
-      while (position_ != end && !wanted(position_->first)) ++position_;
+    /// Takes hold of the entry at the position.
+    void settle() {
       modifications_ = collection_->modifications_;
-      if (position_ == end) {
+      if (position_ == collection_->map_.end()) {
         entry_.reset();
       } else if (entry_) {
         entry_->first = position_->first;
@@ -108,14 +107,23 @@ class OrderedCollection {
   const Key& firstKey() const { return map_.begin()->first; }
 
   ConstIterator begin() const { return ConstIterator(*this, map_.begin()); }
-  /// At the first entry whose key is `wanted`; for walks that go on with `advance`.
-  template <class Wanted>
-  ConstIterator firstOf(const Wanted& wanted) const {
-    return ConstIterator(*this, map_.begin(), wanted);
-  }
   /// At the first entry whose key is not less than `key`; at end when there is none.
   ConstIterator startAt(const Key& key) const {
     return ConstIterator(*this, map_.lower_bound(key));
+  }
+  /// At the last entry for which `before` holds, a predicate that holds for the keys up to some
+  /// place in the order and for none after it; at end when it holds for none.
+  template <class Before>
+  ConstIterator lastOf(const Before& before) const {
+    const auto after = map_.lower_bound(Cut<Before>{before});
+    return after == map_.begin() ? ConstIterator(*this, map_.end())
+                                 : ConstIterator(*this, std::prev(after));
+  }
+
+  /// Calls `callback`, which may change the collection, with every key in order.
+  template <class Callback>
+  void forEachKey(const Callback& callback) const {
+    for (ConstIterator it = begin(); it; ++it) callback(it.key());
   }
 
   /// False, and nothing done, when the key holds an equal value already.
@@ -160,24 +168,18 @@ struct HashLess {
 template <class Key, class Value>
 using HashOrderedCollection = OrderedCollection<Key, Value, HashLess>;
 
-/// For many thousands of entries: they lie side by side in memory.
-template <class Key, class Value>
-using PooledOrderedCollection =
-    OrderedCollection<Key, Value, std::less<Key>, PoolAllocator<std::pair<const Key, Value>>>;
-
-/// Constant-time look-up for keys with a `hash()`. Walks see the entries in no particular order and
+/// Constant-time look-up for keys that `absl::Hash` takes. Its hash is seeded anew in each process:
+/// nobody outside can choose keys that collide. Walks see the entries in no particular order and
 /// must not change the collection.
 template <class Key, class Value>
 class HashCollection {
-  struct Hash {
-    size_t operator()(const Key& key) const { return key.hash(); }
-  };
-  using Map = std::unordered_map<Key, Value, Hash>;
+  using Map = absl::flat_hash_map<Key, Value>;
 
  public:
   size_t size() const { return map_.size(); }
   bool empty() const { return map_.empty(); }
-  bool contains(const Key& key) const { return map_.find(key) != map_.end(); }
+  bool contains(const Key& key) const { return map_.contains(key); }
+  /// The value of a key, or null; valid until the collection changes.
   const Value* find(const Key& key) const {
     const auto found = map_.find(key);
     return found == map_.end() ? nullptr : &found->second;
@@ -190,6 +192,14 @@ class HashCollection {
   const Key& firstKey() const { return map_.begin()->first; }
   typename Map::const_iterator begin() const { return map_.begin(); }
   typename Map::const_iterator end() const { return map_.end(); }
+  /// Calls `callback`, which may change the collection, with every key that is there now.
+  template <class Callback>
+  void forEachKey(const Callback& callback) const {
+    std::vector<Key> keys;
+    keys.reserve(size());
+    for (const auto& entry : map_) keys.push_back(entry.first);
+    for (const Key& key : keys) callback(key);
+  }
 
   bool insertOrAssign(const Key& key, const Value& value) {
     const auto [position, inserted] = map_.try_emplace(key, value);

@@ -93,7 +93,7 @@ class Entity : public PtrInterface {
     return true;                                                              \
   }                                                                           \
   void lower##DelAll() {                                                      \
-    while (!lower##_.empty()) lower##Del(lower##_.firstKey());                \
+    lower##_.forEachKey([this](const Key& key) { lower##Del(key); });         \
   }                                                                           \
   void lower##Notify(const Key& key) const {                                  \
     notify<NotifieeConst>([&key](NotifieeConst& n) { n.on##Upper(key); });    \

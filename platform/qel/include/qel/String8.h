@@ -66,6 +66,10 @@ class Name {
   friend bool operator==(const Name&, const Name&) = default;
   friend std::strong_ordering operator<=>(const Name&, const Name&) = default;
   friend std::ostream& operator<<(std::ostream& out, const Name& name) { return out << name.text_; }
+  template <class H>
+  friend H AbslHashValue(H state, const Name& name) {
+    return H::combine(std::move(state), name.text_.view());
+  }
 
  private:
   String8 text_;

@@ -4,11 +4,32 @@
 ///
 ///     Status -> AclTypeStatus (one per type) -> AclStatus (one per ACL)
 
+#include <algorithm>
+#include <limits>
+
 #include "acl/NamedCollection.h"
 #include "acl/Types.h"
 #include "qel/Entity.h"
 
 namespace Acl {
+
+/// Counters by rule, which know how late the latest of them is.
+template <class Key, class Value>
+class RuleStatuses : public Qel::HashCollection<Key, Value> {
+  using Base = Qel::HashCollection<Key, Value>;
+
+ public:
+  /// No counter in the collection has changed later; what has left it may have.
+  Qel::Seconds latestUpdate() const { return latestUpdate_; }
+
+  bool insertOrAssign(const Key& key, const Value& value) {
+    latestUpdate_ = std::max(latestUpdate_, value.lastUpdateTime);
+    return Base::insertOrAssign(key, value);
+  }
+
+ private:
+  Qel::Seconds latestUpdate_ = -std::numeric_limits<Qel::Seconds>::infinity();
+};
 
 /// The status of the ACL of the same name.
 class AclStatus : public Qel::Entity {
@@ -28,8 +49,7 @@ class AclStatus : public Qel::Entity {
   explicit AclStatus(Qel::Name name) : Entity(std::move(name)) {}
   Qel::String8 fwkType() const override { return "Acl::AclStatus"; }
 
-  QEL_VALUE_COLLECTION(Qel::HashCollection, UniqueId, RuleStatus, ruleStatus, RuleStatus,
-                       RuleStatus())
+  QEL_VALUE_COLLECTION(RuleStatuses, UniqueId, RuleStatus, ruleStatus, RuleStatus, RuleStatus())
   QEL_VALUE_COLLECTION(Qel::HashCollection, UniqueId, RuleStatus, connRuleStatus, ConnRuleStatus,
                        RuleStatus())
   QEL_ATTRIBUTE(Qel::Seconds, counterUpdateTime, CounterUpdateTime)

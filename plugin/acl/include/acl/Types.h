@@ -59,6 +59,10 @@ class UniqueId {
   friend bool operator==(const UniqueId& a, const UniqueId& b) {
     return a.number_ == b.number_ && a.major_ == b.major_ && a.minor_ == b.minor_;
   }
+  template <class H>
+  friend H AbslHashValue(H state, const UniqueId& id) {
+    return H::combine(std::move(state), id.number_, id.major_, id.minor_);
+  }
 
  private:
   uint32_t number_ = 0;

@@ -31,8 +31,7 @@ struct TableFamily {
   void (*ruleDel)(AclMib& mib, const AclRuleTableIndex& index);
   void (*statsDel)(AclMib& mib, const AclRuleTableIndex& index);
 
-  // Walks over the rows of one ACL, in index order. The callback may delete the row. Each is a walk
-  // of the whole table.
+  // Walks over the rows of one ACL, in index order. The callback may change the table.
   void (*forEachRule)(const AclMib& mib, const Snmp::String& aclName,
                       const IndexCallback& callback);
   void (*forEachStats)(const AclMib& mib, const Snmp::String& aclName,

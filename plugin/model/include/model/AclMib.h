@@ -5,14 +5,17 @@
 /// machines are its only writers; request handlers only read it.
 
 #include <tuple>
+#include <type_traits>
 
 #include "model/Entries.h"
 #include "qel/Entity.h"
 
 namespace AclSnmp {
 
+using LatestChangeCollection = Qel::OrderedCollection<Snmp::String, Qel::Ptr<LatestChange>>;
+
 template <class Entry>
-using EntryTable = Qel::PooledOrderedCollection<typename Entry::Key, Qel::Ptr<Entry>>;
+using EntryTable = Qel::OrderedCollection<typename Entry::Key, Qel::Ptr<Entry>>;
 
 /// One table under its own names, for example:
 ///     newIpAclTable(name, aclConfig)   a new row in place of any of that key; no notification
@@ -99,6 +102,11 @@ class AclMib : public Qel::Entity {
   Qel::Ptr<Entry> newEntry(const typename Entry::Key& key, const AclConfigPtr& aclConfig,
                            Extra... extra) {
     const auto made = Qel::validPtr(Qel::make<Entry>(key, aclConfig, extra...));
+    if constexpr (kHasStatistics<Entry>) {
+      const auto& change = latestChangeIs<Entry>(key.aclName());
+      made->latestChangeIs(change);
+      if (!entries<Entry>().contains(key)) change->rowIs();
+    }
     std::get<EntryTable<Entry>>(tables_).insertOrAssign(key, made);
     return made;
   }
@@ -117,6 +125,13 @@ class AclMib : public Qel::Entity {
   Qel::Ptr<Entry> entryDel(const typename Entry::Key& key) {
     const auto removed = std::get<EntryTable<Entry>>(tables_).take(key);
     if (!removed) return nullptr;
+    if constexpr (kHasStatistics<Entry>) {
+      const Qel::Ptr<LatestChange>& change = (*removed)->latestChange();
+      change->rowDel();
+      if (change->rows() == 0) {
+        std::get<LatestChanges<Entry>>(latestChanges_).changes.erase(keyOf(**removed).aclName());
+      }
+    }
     // The removed row's own key: the argument may be gone with the row.
     entryNotify<Entry>(keyOf(**removed));
     return *removed;
@@ -124,6 +139,11 @@ class AclMib : public Qel::Entity {
   template <class Entry>
   void entryDelAll() {
     for (auto it = entries<Entry>().begin(); it; ++it) entryDel<Entry>(it.key());
+  }
+  /// By ACL, when the rows of a statistics table changed last.
+  template <class Entry>
+  const LatestChangeCollection& latestChanges() const {
+    return std::get<LatestChanges<Entry>>(latestChanges_).changes;
   }
   template <class Entry>
   void entryNotify(const typename Entry::Key& key) const {
@@ -135,12 +155,31 @@ class AclMib : public Qel::Entity {
   static const Snmp::String& keyOf(const AclTableEntry& entry) { return entry.name(); }
   static const AclRuleTableIndex& keyOf(const SequenceEntry& entry) { return entry.index(); }
 
+  template <class Entry>
+  static constexpr bool kHasStatistics = std::is_base_of_v<RuleStatsTableEntry, Entry>;
+  template <class Entry>
+  struct LatestChanges {
+    LatestChangeCollection changes;
+  };
+  /// That of an ACL, made where it is absent.
+  template <class Entry>
+  const Qel::Ptr<LatestChange>& latestChangeIs(const Snmp::String& aclName) {
+    LatestChangeCollection& changes = std::get<LatestChanges<Entry>>(latestChanges_).changes;
+    if (changes.find(aclName) == nullptr) {
+      changes.insertOrAssign(aclName, Qel::validPtr(Qel::make<LatestChange>()));
+    }
+    return *changes.find(aclName);
+  }
+
   std::tuple<EntryTable<IpAclTableEntry>, EntryTable<IpAclRuleTableEntry>,
              EntryTable<IpAclRuleStatsTableEntry>, EntryTable<MacAclTableEntry>,
              EntryTable<MacAclRuleTableEntry>, EntryTable<MacAclRuleStatsTableEntry>,
              EntryTable<Ipv6AclTableEntry>, EntryTable<Ipv6AclRuleTableEntry>,
              EntryTable<Ipv6AclRuleStatsTableEntry>>
       tables_;
+  std::tuple<LatestChanges<IpAclRuleStatsTableEntry>, LatestChanges<MacAclRuleStatsTableEntry>,
+             LatestChanges<Ipv6AclRuleStatsTableEntry>>
+      latestChanges_;
 };
 
 #undef ACLSNMP_TABLE

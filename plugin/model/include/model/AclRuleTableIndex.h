@@ -18,7 +18,7 @@ class AclRuleTableIndex {
   /// The empty name and sequence number 0.
   AclRuleTableIndex() = default;
   AclRuleTableIndex(Snmp::String aclName, uint32_t seqId)
-      : aclName_(std::move(aclName)), seqId_(seqId), nameHash_(hashOf(aclName_)) {}
+      : aclName_(std::move(aclName)), seqId_(seqId) {}
   /// Reads what `valueToStrep` writes and leaves `current` just past it. Throws
   /// `Qel::SyntaxException` where the text differs and `Qel::RangeException` for a bad name (the
   /// message names the attribute) or number.
@@ -26,11 +26,6 @@ class AclRuleTableIndex {
 
   const Snmp::String& aclName() const { return aclName_; }
   uint32_t seqId() const { return seqId_; }
-  /// Whether the name is this one. A walk over all rows that looks for those of one ACL needs the
-  /// octets of no other name, which lie elsewhere in memory.
-  bool isOfAcl(const Snmp::String& aclName) const {
-    return nameHash_ == hashOf(aclName) && aclName_ == aclName;
-  }
 
   /// Whether this is the default value.
   bool operator!() const { return aclName_.empty() && seqId_ == 0; }
@@ -40,14 +35,8 @@ class AclRuleTableIndex {
                                           const AclRuleTableIndex&) = default;
 
  private:
-  static uint32_t hashOf(const Snmp::String& name) {
-    return static_cast<uint32_t>(name.string8().hash());
-  }
-
   Snmp::String aclName_;
   uint32_t seqId_ = 0;
-  // Last, so that it decides no order.
-  uint32_t nameHash_ = 0;
 };
 
 /// "Value('AclSnmp::AclRuleTableIndex', ** {'aclName': 'acl1', 'seqId': 10})"

@@ -10,6 +10,7 @@
 #include "acl/Config.h"
 #include "acl/Status.h"
 #include "model/AclRuleTableIndex.h"
+#include "model/LatestChange.h"
 #include "qel/Ptr.h"
 #include "qel/Strep.h"
 #include "snmp/String.h"
@@ -197,10 +198,15 @@ class RuleStatsTableEntry : public SequenceEntry {
  public:
   RuleStatsTableEntry(AclRuleTableIndex index, AclConfigPtr aclConfig, Qel::Seconds creationTime)
       : SequenceEntry(std::move(index), std::move(aclConfig)), creationTime_(creationTime) {}
+  ~RuleStatsTableEntry() override { latestChangeIs(nullptr); }
 
   Qel::Seconds creationTime() const { return creationTime_; }
   const AclStatusPtr& aclStatus() const { return aclStatus_; }
-  void aclStatusIs(const AclStatusPtr& aclStatus) { aclStatus_ = aclStatus; }
+  void aclStatusIs(const AclStatusPtr& aclStatus);
+
+  /// What the rows of the ACL share; the table gives it to its rows.
+  const Qel::Ptr<LatestChange>& latestChange() const { return latestChange_; }
+  void latestChangeIs(const Qel::Ptr<LatestChange>& latestChange);
 
   uint64_t pkts() const { return ruleStatus().pkts; }
   /// When the counter last changed; the creation time while the rule is not counted.
@@ -214,6 +220,7 @@ class RuleStatsTableEntry : public SequenceEntry {
 
  private:
   AclStatusPtr aclStatus_;
+  Qel::Ptr<LatestChange> latestChange_;
   Qel::Seconds creationTime_;
 };
 
