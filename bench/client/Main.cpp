@@ -132,6 +132,7 @@ class Names {
         append(oid, options_.index == "acl"
                         ? options_.shape.aclIndex(row / options_.shape.rulesPerAcl)
                         : options_.shape.ruleIndex(row));
+        if (options_.index == "gone") ++oid.back();
         names.push_back(encodedOid(oid));
       }
     }
@@ -202,7 +203,8 @@ int rate(const Options& options) {
     ++received;
     varbinds += response.varbinds.size();
     for (const Varbind& varbind : response.varbinds) {
-      if (varbind.isException()) throw std::runtime_error("a varbind without a value");
+      if (varbind.isException() && options.index != "gone")
+        throw std::runtime_error("a varbind without a value");
       // The object that says whether the work that is watched goes on.
       if (!until.empty() && varbind.name == until && varbind.value.back() == 0) running = false;
     }
@@ -278,7 +280,7 @@ int run(int argc, char** argv) {
   app.add_option("--columns", options.columns)->delimiter(',');
   app.add_option("--acls", options.shape.acls);
   app.add_option("--rules", options.shape.rulesPerAcl, "rules of each ACL");
-  app.add_option("--index", options.index, "acl or rule");
+  app.add_option("--index", options.index, "acl, rule, or gone for rows that are not there");
   app.add_option("--mark", options.mark, "the time mark before the index")->expected(1);
   app.add_option("--repetitions", options.repetitions);
   CLI::App* rateCommand = app.add_subcommand("rate");

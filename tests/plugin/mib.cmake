@@ -18,7 +18,7 @@ add_room_test(mib-hooks-test SOURCES mib_cases.cpp mib_iteration_test.cpp mib_hi
 mib_room_test_settings(mib-hooks-test)
 
 add_room_test(mib-registration-test SOURCES mib_cases.cpp mib_registration_test.cpp
-              mib_registration_death_test.cpp
+              mib_registration_death_test.cpp mib_seek_test.cpp
               LINK ${MIB_ROOMS})
 mib_room_test_settings(mib-registration-test)
 
@@ -50,8 +50,3 @@ add_room_test(mib-scalar-encoder-test SOURCES mib_cases.cpp mib_scalar_encoder_t
 mib_room_test_settings(mib-scalar-encoder-test)
 target_include_directories(mib-scalar-encoder-test
                            PRIVATE ${PROJECT_SOURCE_DIR}/plugin/conversions/include)
-
-# Reads the sources that it tests: whether what they say of themselves is so.
-add_room_test(sites-test SOURCES mib_cases.cpp sites_test.cpp LINK ${MIB_ROOMS})
-mib_room_test_settings(sites-test)
-target_compile_definitions(sites-test PRIVATE SOURCE_DIR="${PROJECT_SOURCE_DIR}")

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "mib/AclMIB.h"
+#include "mib/EntryPoints.h"
 #include "model/AclMib.h"
 
 namespace MibTest {

@@ -35,16 +35,16 @@ int alteredHandler(netsnmp_mib_handler*, netsnmp_handler_registration*,
                    netsnmp_agent_request_info* info, netsnmp_request_info* requests) {
   static const std::string function = std::string(original.name) + "_handler";
   static const auto table = altered<original>();
-  return AclSnmp::Hooks<table>::handle(function.c_str(), info, requests);
+  return AclSnmp::Hooks<table>(function.c_str()).handle(info, requests);
 }
 
 std::vector<Netsnmp_Node_Handler*> alteredHandlers() {
   using namespace AclSnmp;
-  return {alteredHandler<kIpAclTable>,           alteredHandler<kIpAclRuleTable>,
-          alteredHandler<kIpAclRuleStatsTable>,  alteredHandler<kMacAclTable>,
-          alteredHandler<kMacAclRuleTable>,      alteredHandler<kMacAclRuleStatsTable>,
-          alteredHandler<kIpv6AclTable>,         alteredHandler<kIpv6AclRuleTable>,
-          alteredHandler<kIpv6AclRuleStatsTable>};
+  return {alteredHandler<zorlenIpAclTable>,           alteredHandler<zorlenIpAclRuleTable>,
+          alteredHandler<zorlenIpAclRuleStatsTable>,  alteredHandler<zorlenMacAclTable>,
+          alteredHandler<zorlenMacAclRuleTable>,      alteredHandler<zorlenMacAclRuleStatsTable>,
+          alteredHandler<zorlenIpv6AclTable>,         alteredHandler<zorlenIpv6AclRuleTable>,
+          alteredHandler<zorlenIpv6AclRuleStatsTable>};
 }
 
 class Encoding : public Values, public testing::WithParamInterface<size_t> {

@@ -190,13 +190,15 @@ class Module : public testing::Test {
                                   ? table.index[0].name
                                   : table.index[table.index.size() - 1].name;
     Names names = {"1 " + first};
+    unsigned number = TableT::kFirstColumn;
     for (const auto& column : table.columns) {
-      names.push_back(std::to_string(column.number) + " " + column.name);
+      names.push_back(std::to_string(number++) + " " + column.name);
     }
     EXPECT_EQ(children(entry), names);
+    number = TableT::kFirstColumn;
     for (const auto& column : table.columns) {
       SCOPED_TRACE(column.name);
-      const tree* columnNode = child(entry, column.number);
+      const tree* columnNode = child(entry, number++);
       ASSERT_NE(columnNode, nullptr);
       EXPECT_EQ(asnType(columnNode), column.asnType);
       expectColumn(columnNode, column.encoderName, column.bufferSize, column.length.atLeast != 0);
@@ -229,15 +231,15 @@ TEST_F(Module, HasTheGroupsAndTheScalarAndNothingElse) {
 
 TEST_F(Module, DescribesEveryTableAsItIsServed) {
   using namespace AclSnmp;
-  expectTable<kIpAclTable>();
-  expectTable<kIpAclRuleTable>();
-  expectTable<kIpAclRuleStatsTable>();
-  expectTable<kMacAclTable>();
-  expectTable<kMacAclRuleTable>();
-  expectTable<kMacAclRuleStatsTable>();
-  expectTable<kIpv6AclTable>();
-  expectTable<kIpv6AclRuleTable>();
-  expectTable<kIpv6AclRuleStatsTable>();
+  expectTable<zorlenIpAclTable>();
+  expectTable<zorlenIpAclRuleTable>();
+  expectTable<zorlenIpAclRuleStatsTable>();
+  expectTable<zorlenMacAclTable>();
+  expectTable<zorlenMacAclRuleTable>();
+  expectTable<zorlenMacAclRuleStatsTable>();
+  expectTable<zorlenIpv6AclTable>();
+  expectTable<zorlenIpv6AclRuleTable>();
+  expectTable<zorlenIpv6AclRuleStatsTable>();
 }
 
 TEST_F(Module, DescribesTheScalarsBitsAsTheyAreEncoded) {
@@ -270,9 +272,9 @@ TEST_F(Module, HasNoReadableObjectThatIsNotServed) {
     for (const auto& column : table.columns) served.insert(column.name);
   };
   using namespace AclSnmp;
-  add(kIpAclTable), add(kIpAclRuleTable), add(kIpAclRuleStatsTable);
-  add(kMacAclTable), add(kMacAclRuleTable), add(kMacAclRuleStatsTable);
-  add(kIpv6AclTable), add(kIpv6AclRuleTable), add(kIpv6AclRuleStatsTable);
+  add(zorlenIpAclTable), add(zorlenIpAclRuleTable), add(zorlenIpAclRuleStatsTable);
+  add(zorlenMacAclTable), add(zorlenMacAclRuleTable), add(zorlenMacAclRuleStatsTable);
+  add(zorlenIpv6AclTable), add(zorlenIpv6AclRuleTable), add(zorlenIpv6AclRuleStatsTable);
   EXPECT_EQ(served.size(), 1U + 3 * 3 + 20 + 8 + 18 + 3 * 2);
 
   std::set<std::string> readable;

@@ -1,5 +1,3 @@
-#include "mib/AclMIB.h"
-
 #include <iostream>
 
 #include "Register.h"
@@ -21,9 +19,9 @@ class AclMIB_HandlerRegistration final : public Snmp::HandlerRegistration {
 constinit AclMIB_HandlerRegistration registration;
 const Snmp::AutoRegistree autoRegistree(&registration);
 
-void registerScalar(const char* function, const char* signature, const Qel::String8& context) {
+void registerScalar(const Call& call, const char* signature, const Qel::String8& context) {
   constexpr auto scalarOid = objectOid(kDpSupportFlagsPlace);
-  traceInitializing(function, scalarOid.data(), scalarOid.size(), context);
+  traceInitializing(call, scalarOid.data(), scalarOid.size(), context);
   netsnmp_handler_registration* reg = netsnmp_create_handler_registration(
       ("zorlenAclDpSupportFlags_" + context.str()).c_str(), handle_zorlenAclDpSupportFlags,
       scalarOid.data(), scalarOid.size(), HANDLER_CAN_RONLY);
@@ -32,11 +30,9 @@ void registerScalar(const char* function, const char* signature, const Qel::Stri
   }
   reg->priority = 64;
   if (context != kDefaultContext) {
-    ACLSNMP_MIB_TRACE(2, function,
-                      function << " in context \"" << context
-                               << "\": lumdbPathWithContext not specified for "
-                                  "zorlenAclDpSupportFlags; "
-                               << "skipping registration");
+    call.tell(2, " in context \"", context,
+              "\": lumdbPathWithContext not specified for zorlenAclDpSupportFlags; "
+              "skipping registration");
     netsnmp_handler_registration_free(reg);
     return;
   }
@@ -69,13 +65,12 @@ Qel::TraceHandle& mibTrace() {
   return handle;
 }
 
-void traceInitializing(const char* function, const oid* name, size_t length,
+void traceInitializing(const Call& call, const oid* name, size_t length,
                        const Qel::String8& context) {
   if (!mibTrace().enabled(1)) return;
   char text[200];
   snprint_objid(text, sizeof text, name, length);
-  ACLSNMP_MIB_TRACE(
-      1, function, function << " initializing oid " << text << " in context \"" << context << "\"");
+  call.tell(1, " initializing oid ", text, " in context \"", context, "\"");
 }
 
 }  // namespace AclSnmp
@@ -87,21 +82,15 @@ void init_AclMIB(Qel::String8 context) {
     debugmsgtoken("AclMIB", "Initializing in context \"%s\"\n", context.str().c_str());
     debugmsg("AclMIB", "Initializing in context \"%s\"\n", context.str().c_str());
   }
-  AclSnmp::registerScalar(__func__, __PRETTY_FUNCTION__, context);
-  initialize_table_zorlenIpAclTable(context);
-  initialize_table_zorlenIpAclRuleTable(context);
-  initialize_table_zorlenIpAclRuleStatsTable(context);
-  initialize_table_zorlenMacAclTable(context);
-  initialize_table_zorlenMacAclRuleTable(context);
-  initialize_table_zorlenMacAclRuleStatsTable(context);
-  initialize_table_zorlenIpv6AclTable(context);
-  initialize_table_zorlenIpv6AclRuleTable(context);
-  initialize_table_zorlenIpv6AclRuleStatsTable(context);
+  AclSnmp::registerScalar(AclSnmp::Call(__func__), __PRETTY_FUNCTION__, context);
+#define ACLSNMP_INITIALIZE_TABLE(table) initialize_table_zorlen##table(context)
+  ACLSNMP_FOR_EACH_TABLE(ACLSNMP_INITIALIZE_TABLE);
+#undef ACLSNMP_INITIALIZE_TABLE
   Snmp::registerMibContext(context, "AclMIB");
 }
 
 void unregister_AclMIB(Qel::String8 context) {
-  ACLSNMP_MIB_TRACE(2, __func__, "Unregistering AclMIB in context \"" << context << "\"");
+  AclSnmp::Call(__func__).trace(2, "Unregistering AclMIB in context \"", context, "\"");
   const auto registrations = AclSnmp::handlerRegistrationsByContext[context];
   for (netsnmp_handler_registration* reg : registrations) netsnmp_unregister_handler(reg);
   AclSnmp::handlerRegistrationsByContext.erase(context);

@@ -24,204 +24,145 @@ constexpr std::array<oid, kMibObjects.size() + N> objectOid(const std::array<oid
 
 inline constexpr std::array<oid, 1> kDpSupportFlagsPlace = {4};
 
-inline constexpr Table<IpAclTableEntry, 1, 3> kIpAclTable = {
-    "zorlenIpAclTable",
-    {1, 1},
-    {{{"zorlenIpAclName", ASN_OCTET_STR}}},
-    {{
-        column<IpAclTableEntry, &IpAclTableEntry::readonly, BoolEncoder>(2, "zorlenIpAclReadOnly",
-                                                                         "readonly"),
-        column<IpAclTableEntry, &IpAclTableEntry::statsEnabled, BoolEncoder>(
-            3, "zorlenIpAclStatsEnabled", "statsEnabled"),
-        column<IpAclTableEntry, &IpAclTableEntry::countersIncomplete, BoolEncoder>(
-            4, "zorlenIpAclCountersIncomplete", "countersIncomplete"),
-    }}};
-static_assert(kIpAclTable.inOrder());
+inline constexpr IndexObject kIpTimeMark = {"zorlenIpAclRuleTimeMark", ASN_TIMETICKS};
+inline constexpr IndexObject kIpName = {"zorlenIpAclName", ASN_OCTET_STR};
+inline constexpr IndexObject kIpSeqId = {"zorlenIpAclRuleSeqId", ASN_UNSIGNED};
 
-inline constexpr Table<IpAclRuleTableEntry, 2, 20> kIpAclRuleTable = {
-    "zorlenIpAclRuleTable",
-    {1, 2},
-    {{{"zorlenIpAclName", ASN_OCTET_STR}, {"zorlenIpAclRuleSeqId", ASN_UNSIGNED}}},
-    {{
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::proto, U32Encoder>(
-            2, "zorlenIpAclRuleProto", "proto"),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::sourceAddr, IpEncoder>(
-            3, "zorlenIpAclRuleSrc", "sourceAddr"),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::sourceMask, IpEncoder>(
-            4, "zorlenIpAclRuleSrcMask", "sourceMask"),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::destAddr, IpEncoder>(
-            5, "zorlenIpAclRuleDest", "destAddr"),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::destMask, IpEncoder>(
-            6, "zorlenIpAclRuleDestMask", "destMask"),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::sportOper, RangeOperEncoder>(
-            7, "zorlenIpAclRuleL4PortSrcOper", "sportOper"),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::sports, StringEncoder>(
-            8, "zorlenIpAclRuleL4PortsSrc", "sports", atMost(60)),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::dportOper, RangeOperEncoder>(
-            9, "zorlenIpAclRuleL4PortDestOper", "dportOper"),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::dports, StringEncoder>(
-            10, "zorlenIpAclRuleL4PortsDest", "dports", atMost(60)),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::ttlOper, RangeOperEncoder>(
-            11, "zorlenIpAclRuleTtlOper", "ttlOper"),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::ttlValue, U32Encoder>(
-            12, "zorlenIpAclRuleTtl", "ttlValue"),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::tracked, BoolEncoder>(
-            13, "zorlenIpAclRuleTracked", "tracked"),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::fragments, BoolEncoder>(
-            14, "zorlenIpAclRuleFragments", "fragments"),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::filter, TcpFlagsEncoder>(
-            15, "zorlenIpAclRuleTcpFlags", "filter"),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::established, BoolEncoder>(
-            16, "zorlenIpAclRuleEstablished", "established"),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::icmpType, U32Encoder>(
-            17, "zorlenIpAclRuleIcmpType", "icmpType"),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::icmpCode, U32Encoder>(
-            18, "zorlenIpAclRuleIcmpCode", "icmpCode"),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::action, ActionEncoder>(
-            19, "zorlenIpAclRuleAction", "action"),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::log, BoolEncoder>(
-            20, "zorlenIpAclRuleLog", "log"),
-        column<IpAclRuleTableEntry, &IpAclRuleTableEntry::remark, StringEncoder>(
-            21, "zorlenIpAclRuleRemark", "remark", atMost(127)),
-    }}};
-static_assert(kIpAclRuleTable.inOrder());
+inline constexpr Table<IpAclTableEntry, 1, 3> zorlenIpAclTable = {
+    "zorlenIpAclTable", {1, 1}, {{kIpName}}, [] {
+      using Row = IpAclTableEntry;
+      return std::array{
+          column<Row, &Row::readonly>("zorlenIpAclReadOnly", "readonly"),
+          column<Row, &Row::statsEnabled>("zorlenIpAclStatsEnabled", "statsEnabled"),
+          column<Row, &Row::countersIncomplete>("zorlenIpAclCountersIncomplete",
+                                                "countersIncomplete"),
+      };
+    }()};
 
-inline constexpr Table<IpAclRuleStatsTableEntry, 3, 2> kIpAclRuleStatsTable = {
-    "zorlenIpAclRuleStatsTable",
-    {1, 3},
-    {{{"zorlenIpAclRuleTimeMark", ASN_TIMETICKS},
-      {"zorlenIpAclName", ASN_OCTET_STR},
-      {"zorlenIpAclRuleSeqId", ASN_UNSIGNED}}},
-    {{
-        column<IpAclRuleStatsTableEntry, &IpAclRuleStatsTableEntry::pkts, U64Encoder>(
-            2, "zorlenIpAclRuleStatsPktCount", "pkts"),
-        column<IpAclRuleStatsTableEntry, &IpAclRuleStatsTableEntry::lastUpdateTime, TimeEncoder>(
-            3, "zorlenIpAclRuleStatsLastUpdateTime", "lastUpdateTime"),
-    }}};
-static_assert(kIpAclRuleStatsTable.inOrder());
+inline constexpr Table<IpAclRuleTableEntry, 2, 20> zorlenIpAclRuleTable = {
+    "zorlenIpAclRuleTable", {1, 2}, {{kIpName, kIpSeqId}}, [] {
+      using Row = IpAclRuleTableEntry;
+      return std::array{
+          column<Row, &Row::proto>("zorlenIpAclRuleProto", "proto"),
+          column<Row, &Row::sourceAddr>("zorlenIpAclRuleSrc", "sourceAddr"),
+          column<Row, &Row::sourceMask>("zorlenIpAclRuleSrcMask", "sourceMask"),
+          column<Row, &Row::destAddr>("zorlenIpAclRuleDest", "destAddr"),
+          column<Row, &Row::destMask>("zorlenIpAclRuleDestMask", "destMask"),
+          column<Row, &Row::sportOper>("zorlenIpAclRuleL4PortSrcOper", "sportOper"),
+          column<Row, &Row::sports>("zorlenIpAclRuleL4PortsSrc", "sports", atMost(60)),
+          column<Row, &Row::dportOper>("zorlenIpAclRuleL4PortDestOper", "dportOper"),
+          column<Row, &Row::dports>("zorlenIpAclRuleL4PortsDest", "dports", atMost(60)),
+          column<Row, &Row::ttlOper>("zorlenIpAclRuleTtlOper", "ttlOper"),
+          column<Row, &Row::ttlValue>("zorlenIpAclRuleTtl", "ttlValue"),
+          column<Row, &Row::tracked>("zorlenIpAclRuleTracked", "tracked"),
+          column<Row, &Row::fragments>("zorlenIpAclRuleFragments", "fragments"),
+          column<Row, &Row::filter>("zorlenIpAclRuleTcpFlags", "filter"),
+          column<Row, &Row::established>("zorlenIpAclRuleEstablished", "established"),
+          column<Row, &Row::icmpType>("zorlenIpAclRuleIcmpType", "icmpType"),
+          column<Row, &Row::icmpCode>("zorlenIpAclRuleIcmpCode", "icmpCode"),
+          column<Row, &Row::action>("zorlenIpAclRuleAction", "action"),
+          column<Row, &Row::log>("zorlenIpAclRuleLog", "log"),
+          column<Row, &Row::remark>("zorlenIpAclRuleRemark", "remark", atMost(127)),
+      };
+    }()};
 
-inline constexpr Table<MacAclTableEntry, 1, 3> kMacAclTable = {
-    "zorlenMacAclTable",
-    {2, 1},
-    {{{"zorlenMacAclName", ASN_OCTET_STR}}},
-    {{
-        column<MacAclTableEntry, &MacAclTableEntry::readonly, BoolEncoder>(
-            2, "zorlenMacAclReadOnly", "readonly"),
-        column<MacAclTableEntry, &MacAclTableEntry::statsEnabled, BoolEncoder>(
-            3, "zorlenMacAclStatsEnabled", "statsEnabled"),
-        column<MacAclTableEntry, &MacAclTableEntry::countersIncomplete, BoolEncoder>(
-            4, "zorlenMacAclCountersIncomplete", "countersIncomplete"),
-    }}};
-static_assert(kMacAclTable.inOrder());
+inline constexpr Table<IpAclRuleStatsTableEntry, 3, 2> zorlenIpAclRuleStatsTable = {
+    "zorlenIpAclRuleStatsTable", {1, 3}, {{kIpTimeMark, kIpName, kIpSeqId}}, [] {
+      using Row = IpAclRuleStatsTableEntry;
+      return std::array{
+          column<Row, &Row::pkts>("zorlenIpAclRuleStatsPktCount", "pkts"),
+          column<Row, &Row::lastUpdateTime>("zorlenIpAclRuleStatsLastUpdateTime", "lastUpdateTime"),
+      };
+    }()};
 
-inline constexpr Table<MacAclRuleTableEntry, 2, 8> kMacAclRuleTable = {
-    "zorlenMacAclRuleTable",
-    {2, 2},
-    {{{"zorlenMacAclName", ASN_OCTET_STR}, {"zorlenMacAclRuleSeqId", ASN_UNSIGNED}}},
-    {{
-        column<MacAclRuleTableEntry, &MacAclRuleTableEntry::sourceAddr, EthEncoder>(
-            2, "zorlenMacAclRuleSrc", "sourceAddr", exactly(6)),
-        column<MacAclRuleTableEntry, &MacAclRuleTableEntry::sourceMask, EthEncoder>(
-            3, "zorlenMacAclRuleSrcMask", "sourceMask", exactly(6)),
-        column<MacAclRuleTableEntry, &MacAclRuleTableEntry::destAddr, EthEncoder>(
-            4, "zorlenMacAclRuleDest", "destAddr", exactly(6)),
-        column<MacAclRuleTableEntry, &MacAclRuleTableEntry::destMask, EthEncoder>(
-            5, "zorlenMacAclRuleDestMask", "destMask", exactly(6)),
-        column<MacAclRuleTableEntry, &MacAclRuleTableEntry::proto, U32Encoder>(
-            6, "zorlenMacAclRuleProto", "proto"),
-        column<MacAclRuleTableEntry, &MacAclRuleTableEntry::action, ActionEncoder>(
-            7, "zorlenMacAclRuleAction", "action"),
-        column<MacAclRuleTableEntry, &MacAclRuleTableEntry::log, BoolEncoder>(
-            8, "zorlenMacAclRuleLog", "log"),
-        column<MacAclRuleTableEntry, &MacAclRuleTableEntry::remark, StringEncoder>(
-            9, "zorlenMacAclRuleRemark", "remark", atMost(127)),
-    }}};
-static_assert(kMacAclRuleTable.inOrder());
+inline constexpr IndexObject kMacTimeMark = {"zorlenMacAclRuleTimeMark", ASN_TIMETICKS};
+inline constexpr IndexObject kMacName = {"zorlenMacAclName", ASN_OCTET_STR};
+inline constexpr IndexObject kMacSeqId = {"zorlenMacAclRuleSeqId", ASN_UNSIGNED};
 
-inline constexpr Table<MacAclRuleStatsTableEntry, 3, 2> kMacAclRuleStatsTable = {
-    "zorlenMacAclRuleStatsTable",
-    {2, 3},
-    {{{"zorlenMacAclRuleTimeMark", ASN_TIMETICKS},
-      {"zorlenMacAclName", ASN_OCTET_STR},
-      {"zorlenMacAclRuleSeqId", ASN_UNSIGNED}}},
-    {{
-        column<MacAclRuleStatsTableEntry, &MacAclRuleStatsTableEntry::pkts, U64Encoder>(
-            2, "zorlenMacAclRuleStatsPktCount", "pkts"),
-        column<MacAclRuleStatsTableEntry, &MacAclRuleStatsTableEntry::lastUpdateTime, TimeEncoder>(
-            3, "zorlenMacAclRuleStatsLastUpdateTime", "lastUpdateTime"),
-    }}};
-static_assert(kMacAclRuleStatsTable.inOrder());
+inline constexpr Table<MacAclTableEntry, 1, 3> zorlenMacAclTable = {
+    "zorlenMacAclTable", {2, 1}, {{kMacName}}, [] {
+      using Row = MacAclTableEntry;
+      return std::array{
+          column<Row, &Row::readonly>("zorlenMacAclReadOnly", "readonly"),
+          column<Row, &Row::statsEnabled>("zorlenMacAclStatsEnabled", "statsEnabled"),
+          column<Row, &Row::countersIncomplete>("zorlenMacAclCountersIncomplete",
+                                                "countersIncomplete"),
+      };
+    }()};
 
-inline constexpr Table<Ipv6AclTableEntry, 1, 3> kIpv6AclTable = {
-    "zorlenIpv6AclTable",
-    {3, 1},
-    {{{"zorlenIpv6AclName", ASN_OCTET_STR}}},
-    {{
-        column<Ipv6AclTableEntry, &Ipv6AclTableEntry::readonly, BoolEncoder>(
-            2, "zorlenIpv6AclReadOnly", "readonly"),
-        column<Ipv6AclTableEntry, &Ipv6AclTableEntry::statsEnabled, BoolEncoder>(
-            3, "zorlenIpv6AclStatsEnabled", "statsEnabled"),
-        column<Ipv6AclTableEntry, &Ipv6AclTableEntry::countersIncomplete, BoolEncoder>(
-            4, "zorlenIpv6AclCountersIncomplete", "countersIncomplete"),
-    }}};
-static_assert(kIpv6AclTable.inOrder());
+inline constexpr Table<MacAclRuleTableEntry, 2, 8> zorlenMacAclRuleTable = {
+    "zorlenMacAclRuleTable", {2, 2}, {{kMacName, kMacSeqId}}, [] {
+      using Row = MacAclRuleTableEntry;
+      return std::array{
+          column<Row, &Row::sourceAddr>("zorlenMacAclRuleSrc", "sourceAddr", exactly(6)),
+          column<Row, &Row::sourceMask>("zorlenMacAclRuleSrcMask", "sourceMask", exactly(6)),
+          column<Row, &Row::destAddr>("zorlenMacAclRuleDest", "destAddr", exactly(6)),
+          column<Row, &Row::destMask>("zorlenMacAclRuleDestMask", "destMask", exactly(6)),
+          column<Row, &Row::proto>("zorlenMacAclRuleProto", "proto"),
+          column<Row, &Row::action>("zorlenMacAclRuleAction", "action"),
+          column<Row, &Row::log>("zorlenMacAclRuleLog", "log"),
+          column<Row, &Row::remark>("zorlenMacAclRuleRemark", "remark", atMost(127)),
+      };
+    }()};
 
-inline constexpr Table<Ipv6AclRuleTableEntry, 2, 18> kIpv6AclRuleTable = {
-    "zorlenIpv6AclRuleTable",
-    {3, 2},
-    {{{"zorlenIpv6AclName", ASN_OCTET_STR}, {"zorlenIpv6AclRuleSeqId", ASN_UNSIGNED}}},
-    {{
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::proto, U32Encoder>(
-            2, "zorlenIpv6AclRuleProto", "proto"),
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::sourceAddr, Ip6Encoder>(
-            3, "zorlenIpv6AclRuleSrc", "sourceAddr", exactly(16)),
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::sourceMask, Ip6Encoder>(
-            4, "zorlenIpv6AclRuleSrcMask", "sourceMask", exactly(16)),
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::destAddr, Ip6Encoder>(
-            5, "zorlenIpv6AclRuleDest", "destAddr", exactly(16)),
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::destMask, Ip6Encoder>(
-            6, "zorlenIpv6AclRuleDestMask", "destMask", exactly(16)),
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::sportOper, RangeOperEncoder>(
-            7, "zorlenIpv6AclRuleL4PortSrcOper", "sportOper"),
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::sports, StringEncoder>(
-            8, "zorlenIpv6AclRuleL4PortsSrc", "sports", atMost(60)),
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::dportOper, RangeOperEncoder>(
-            9, "zorlenIpv6AclRuleL4PortDestOper", "dportOper"),
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::dports, StringEncoder>(
-            10, "zorlenIpv6AclRuleL4PortsDest", "dports", atMost(60)),
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::hopLimitOper, RangeOperEncoder>(
-            11, "zorlenIpv6AclRuleHopLimitOper", "hopLimitOper"),
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::hopLimit, U32Encoder>(
-            12, "zorlenIpv6AclRuleHopLimit", "hopLimit"),
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::filter, TcpFlagsEncoder>(
-            13, "zorlenIpv6AclRuleTcpFlags", "filter"),
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::established, BoolEncoder>(
-            14, "zorlenIpv6AclRuleEstablished", "established"),
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::icmpType, U32Encoder>(
-            15, "zorlenIpv6AclRuleIcmpType", "icmpType"),
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::icmpCode, U32Encoder>(
-            16, "zorlenIpv6AclRuleIcmpCode", "icmpCode"),
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::action, ActionEncoder>(
-            17, "zorlenIpv6AclRuleAction", "action"),
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::log, BoolEncoder>(
-            18, "zorlenIpv6AclRuleLog", "log"),
-        column<Ipv6AclRuleTableEntry, &Ipv6AclRuleTableEntry::remark, StringEncoder>(
-            19, "zorlenIpv6AclRuleRemark", "remark", atMost(127)),
-    }}};
-static_assert(kIpv6AclRuleTable.inOrder());
+inline constexpr Table<MacAclRuleStatsTableEntry, 3, 2> zorlenMacAclRuleStatsTable = {
+    "zorlenMacAclRuleStatsTable", {2, 3}, {{kMacTimeMark, kMacName, kMacSeqId}}, [] {
+      using Row = MacAclRuleStatsTableEntry;
+      return std::array{
+          column<Row, &Row::pkts>("zorlenMacAclRuleStatsPktCount", "pkts"),
+          column<Row, &Row::lastUpdateTime>("zorlenMacAclRuleStatsLastUpdateTime",
+                                            "lastUpdateTime"),
+      };
+    }()};
 
-inline constexpr Table<Ipv6AclRuleStatsTableEntry, 3, 2> kIpv6AclRuleStatsTable = {
-    "zorlenIpv6AclRuleStatsTable",
-    {3, 3},
-    {{{"zorlenIpv6AclRuleTimeMark", ASN_TIMETICKS},
-      {"zorlenIpv6AclName", ASN_OCTET_STR},
-      {"zorlenIpv6AclRuleSeqId", ASN_UNSIGNED}}},
-    {{
-        column<Ipv6AclRuleStatsTableEntry, &Ipv6AclRuleStatsTableEntry::pkts, U64Encoder>(
-            2, "zorlenIpv6AclRuleStatsPktCount", "pkts"),
-        column<Ipv6AclRuleStatsTableEntry, &Ipv6AclRuleStatsTableEntry::lastUpdateTime,
-               TimeEncoder>(3, "zorlenIpv6AclRuleStatsLastUpdateTime", "lastUpdateTime"),
-    }}};
-static_assert(kIpv6AclRuleStatsTable.inOrder());
+inline constexpr IndexObject kIpv6TimeMark = {"zorlenIpv6AclRuleTimeMark", ASN_TIMETICKS};
+inline constexpr IndexObject kIpv6Name = {"zorlenIpv6AclName", ASN_OCTET_STR};
+inline constexpr IndexObject kIpv6SeqId = {"zorlenIpv6AclRuleSeqId", ASN_UNSIGNED};
+
+inline constexpr Table<Ipv6AclTableEntry, 1, 3> zorlenIpv6AclTable = {
+    "zorlenIpv6AclTable", {3, 1}, {{kIpv6Name}}, [] {
+      using Row = Ipv6AclTableEntry;
+      return std::array{
+          column<Row, &Row::readonly>("zorlenIpv6AclReadOnly", "readonly"),
+          column<Row, &Row::statsEnabled>("zorlenIpv6AclStatsEnabled", "statsEnabled"),
+          column<Row, &Row::countersIncomplete>("zorlenIpv6AclCountersIncomplete",
+                                                "countersIncomplete"),
+      };
+    }()};
+
+inline constexpr Table<Ipv6AclRuleTableEntry, 2, 18> zorlenIpv6AclRuleTable = {
+    "zorlenIpv6AclRuleTable", {3, 2}, {{kIpv6Name, kIpv6SeqId}}, [] {
+      using Row = Ipv6AclRuleTableEntry;
+      return std::array{
+          column<Row, &Row::proto>("zorlenIpv6AclRuleProto", "proto"),
+          column<Row, &Row::sourceAddr>("zorlenIpv6AclRuleSrc", "sourceAddr", exactly(16)),
+          column<Row, &Row::sourceMask>("zorlenIpv6AclRuleSrcMask", "sourceMask", exactly(16)),
+          column<Row, &Row::destAddr>("zorlenIpv6AclRuleDest", "destAddr", exactly(16)),
+          column<Row, &Row::destMask>("zorlenIpv6AclRuleDestMask", "destMask", exactly(16)),
+          column<Row, &Row::sportOper>("zorlenIpv6AclRuleL4PortSrcOper", "sportOper"),
+          column<Row, &Row::sports>("zorlenIpv6AclRuleL4PortsSrc", "sports", atMost(60)),
+          column<Row, &Row::dportOper>("zorlenIpv6AclRuleL4PortDestOper", "dportOper"),
+          column<Row, &Row::dports>("zorlenIpv6AclRuleL4PortsDest", "dports", atMost(60)),
+          column<Row, &Row::hopLimitOper>("zorlenIpv6AclRuleHopLimitOper", "hopLimitOper"),
+          column<Row, &Row::hopLimit>("zorlenIpv6AclRuleHopLimit", "hopLimit"),
+          column<Row, &Row::filter>("zorlenIpv6AclRuleTcpFlags", "filter"),
+          column<Row, &Row::established>("zorlenIpv6AclRuleEstablished", "established"),
+          column<Row, &Row::icmpType>("zorlenIpv6AclRuleIcmpType", "icmpType"),
+          column<Row, &Row::icmpCode>("zorlenIpv6AclRuleIcmpCode", "icmpCode"),
+          column<Row, &Row::action>("zorlenIpv6AclRuleAction", "action"),
+          column<Row, &Row::log>("zorlenIpv6AclRuleLog", "log"),
+          column<Row, &Row::remark>("zorlenIpv6AclRuleRemark", "remark", atMost(127)),
+      };
+    }()};
+
+inline constexpr Table<Ipv6AclRuleStatsTableEntry, 3, 2> zorlenIpv6AclRuleStatsTable = {
+    "zorlenIpv6AclRuleStatsTable", {3, 3}, {{kIpv6TimeMark, kIpv6Name, kIpv6SeqId}}, [] {
+      using Row = Ipv6AclRuleStatsTableEntry;
+      return std::array{
+          column<Row, &Row::pkts>("zorlenIpv6AclRuleStatsPktCount", "pkts"),
+          column<Row, &Row::lastUpdateTime>("zorlenIpv6AclRuleStatsLastUpdateTime",
+                                            "lastUpdateTime"),
+      };
+    }()};
 
 }  // namespace AclSnmp
