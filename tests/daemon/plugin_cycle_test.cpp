@@ -97,19 +97,30 @@ TEST(PluginFile, RegistersItsTypesWhenItIsLoaded) {
   for (const char* type : types) EXPECT_FALSE(Qel::hasType(type)) << type;
 }
 
+// The set-ups are C++ functions: whoever calls a C function init_AclMIB does not reach them.
 TEST(PluginFile, ExportsItsEntryPointsByTheirNames) {
   void* const library = dlopen(PLUGIN_FILE, RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(library, nullptr) << dlerror();
-  std::vector<std::string> names = {"init_AclMIB", "unregister_AclMIB",
-                                    "handle_zorlenAclDpSupportFlags"};
+  std::vector<std::string> plain = {"unregister_AclMIB", "handle_zorlenAclDpSupportFlags"};
+  std::vector<std::string> setUps = {"init_AclMIB"};
   for (const std::string family : {"Ip", "Mac", "Ipv6"}) {
     for (const char* kind : {"", "Rule", "RuleStats"}) {
       const std::string table = "zorlen" + family + "Acl" + kind + "Table";
-      names.insert(names.end(), {"initialize_table_" + table, table + "_handler"});
+      setUps.push_back("initialize_table_" + table);
+      for (const char* hook :
+           {"_handler", "_get_first_data_point", "_get_next_data_point", "_make_data_context",
+            "_free_data_context", "_free_loop_context_at_end"}) {
+        plain.push_back(table + hook);
+      }
     }
   }
-  EXPECT_EQ(names.size(), 21U);
-  for (const std::string& name : names) EXPECT_NE(dlsym(library, name.c_str()), nullptr) << name;
+  EXPECT_EQ(plain.size(), 56U);
+  for (const std::string& name : plain) EXPECT_NE(dlsym(library, name.c_str()), nullptr) << name;
+  for (const std::string& name : setUps) {
+    EXPECT_EQ(dlsym(library, name.c_str()), nullptr) << name;
+    const std::string mangled = "_Z" + std::to_string(name.size()) + name + "N3Qel7String8E";
+    EXPECT_NE(dlsym(library, mangled.c_str()), nullptr) << mangled;
+  }
   dlclose(library);
 }
 

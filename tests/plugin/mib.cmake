@@ -38,7 +38,7 @@ set_tests_properties(mibs.check PROPERTIES SKIP_RETURN_CODE 77)
 # The agent library's functions that are made to fail or are watched.
 add_room_test(mib-faults-test SOURCES mib_cases.cpp mib_faults_test.cpp LINK ${MIB_ROOMS})
 mib_room_test_settings(mib-faults-test)
-foreach(function netsnmp_create_handler_registration netsnmp_handler_registration_free
+foreach(function calloc netsnmp_create_handler_registration netsnmp_handler_registration_free
                  netsnmp_inject_handler netsnmp_unregister_handler snmp_varlist_add_variable
                  snmp_set_var_typed_value snprint_objid)
   target_link_options(mib-faults-test PRIVATE -Wl,--wrap=${function})

@@ -13,6 +13,8 @@ namespace {
 bool noRegistration = false;
 bool noInjection = false;
 bool noValue = false;
+/// Which allocation from now on fails, counted from 1; 0 for none.
+int noMemoryAt = 0;
 /// The ASN.1 type of the index objects that cannot be set up; 0 for none.
 u_char noIndexOf = 0;
 std::vector<std::string> unregistered;
@@ -26,6 +28,11 @@ std::vector<size_t> formatted;
 }  // namespace
 
 extern "C" {
+
+void* __real_calloc(size_t count, size_t size);
+void* __wrap_calloc(size_t count, size_t size) {
+  return noMemoryAt > 0 && --noMemoryAt == 0 ? nullptr : __real_calloc(count, size);
+}
 
 netsnmp_handler_registration* __real_netsnmp_create_handler_registration(
     const char* name, Netsnmp_Node_Handler* handler, const oid* at, size_t length, int modes);
@@ -149,6 +156,29 @@ TEST_F(Faults, ATableWithoutARegistrationIsPassedOverInAnotherContextAsEver) {
                                                    "specified "));
   }
   EXPECT_THAT(AclSnmp::handlerRegistrationsByContext, testing::IsEmpty());
+}
+
+TEST_F(Faults, ATableWithoutMemoryForItsSetUpIsTracedAndLeftOut) {
+  for (const TableCase& t : tables()) {
+    const auto expectLeftOut = [&] {
+      const TraceCapture capture("Snmp=8");
+      t.initialize("");
+      EXPECT_EQ(capture.traced().back(),
+                snmp(0, "Failed to set up " + t.name() + " in context \"\": no memory"));
+      EXPECT_THAT(AclSnmp::handlerRegistrationsByContext, testing::IsEmpty());
+      EXPECT_THAT(AclSnmp::columnInfosByContext, testing::IsEmpty());
+    };
+    noRegistration = true;
+    expectLeftOut();
+    noRegistration = false;
+    for (const int allocation : {1, 2, 3}) {
+      events.clear();
+      noMemoryAt = allocation;
+      expectLeftOut();
+      EXPECT_EQ(noMemoryAt, 0);
+      EXPECT_THAT(events, ElementsAre("made " + t.name() + "_", "freed " + t.name() + "_"));
+    }
+  }
 }
 
 TEST_F(Faults, AnOidIsFormattedOnlyForATrace) {

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "mib_requests.h"
 
 namespace MibTest {
@@ -335,6 +337,33 @@ TEST_P(Iteration, AnyOctetOfANameIsData) {
   const std::string name("a\0\xFF'", 4);
   add(name);
   EXPECT_THAT(rows(), ElementsAre(rowText(name)));
+}
+
+TEST(IterationHelper, FillsTheIndexOfEachTableFromAnIterator) {
+  const auto mib = AclSnmp::AclMibIs("aclMIB");
+  std::vector<std::function<netsnmp_variable_list*(netsnmp_variable_list*)>> helpers;
+#define MIB_TEST_HELPER(table)                                                                   \
+  helpers.emplace_back([&](netsnmp_variable_list* index) {                                       \
+    return zorlen##table##IterationHelper(mib->entries<AclSnmp::table##Entry>().begin(), index); \
+  })
+  ACLSNMP_FOR_EACH_TABLE(MIB_TEST_HELPER);
+#undef MIB_TEST_HELPER
+  for (size_t i = 0; i < helpers.size(); ++i) {
+    const TableCase& t = tables()[i];
+    SCOPED_TRACE(t.name());
+    Index index;
+    index.blank(t);
+    EXPECT_EQ(helpers[i](index.head()), nullptr);
+    t.addRow(*mib, "edge", 20, 0);
+    const TraceCapture capture("Snmp=2");
+    EXPECT_EQ(helpers[i](index.head()), index.head());
+    EXPECT_EQ(capture.functions().back(), t.name() + "IterationHelper");
+    const size_t name = t.hasTimeMark() ? 1 : 0;
+    EXPECT_EQ(stringOf(index.at(name)), "edge");
+    if (t.hasSequence()) {
+      EXPECT_EQ(*index.at(name + 1)->val.integer, 20);
+    }
+  }
 }
 
 }  // namespace

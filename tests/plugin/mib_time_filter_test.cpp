@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <random>
 
 #include "mib_requests.h"
 
@@ -263,6 +264,72 @@ TEST_P(TimeFilter, AChangedCounterBringsItsRowBack) {
   EXPECT_THAT(rows(500), IsEmpty());
   status->ruleStatusIs(id, {3, kStart + 5});
   EXPECT_THAT(rows(500), ElementsAre("acl"));
+}
+
+// With traces each row is looked at, without them whole ACLs may be passed over.
+TEST(TimeFilterByAcl, SeesTheRowsThatALookAtEachOneSees) {
+  const AgentStart start(kStart);
+  const TableCase& t = table("zorlenIpAclRuleStatsTable");
+  std::mt19937 random(5);
+  const auto below = [&random](uint32_t n) { return static_cast<uint32_t>(random() % n); };
+  const auto time = [&]() -> double {
+    switch (below(20)) {
+      case 0:
+        return std::numeric_limits<double>::quiet_NaN();
+      case 1:
+        return std::numeric_limits<double>::infinity();
+      case 2:
+        return -100;
+      case 3:
+        return static_cast<double>(kStart) + 42949672.96 + below(5);  // ticks have wrapped
+      default:
+        return static_cast<double>(kStart) + below(1000) / 100.0;
+    }
+  };
+  const auto mib = AclSnmp::AclMibIs("aclMIB");
+  const auto version = Qel::make<Acl::AclSubConfig>();
+  for (uint32_t seq = 0; seq < 4; ++seq) {
+    version->ruleBySequenceIs(seq, Acl::UniqueId(seq, 0, 0));
+  }
+  const auto config = Qel::make<Acl::AclConfig>("any", Acl::AclType::ipv4);
+  config->currCfgIs(version);
+  std::vector<Qel::Ptr<Acl::AclStatus>> statuses = {nullptr};
+  for (const char* name : {"x", "y", "z"}) statuses.push_back(Qel::make<Acl::AclStatus>(name));
+  const auto walk = [&](u_long mark) {
+    Walk rows(t, *mib);
+    rows.timeMarkIs(mark);
+    std::vector<std::string> found;
+    for (auto* row = rows.first(); row != nullptr; row = rows.next()) found.push_back(rows.row());
+    return found;
+  };
+  size_t filtered = 0;
+  for (int step = 0; step < 6000; ++step) {
+    const AclSnmp::AclRuleTableIndex index(Snmp::String(("acl" + std::to_string(below(5))).c_str()),
+                                           below(4));
+    switch (below(5)) {
+      case 0:
+        mib->newIpAclRuleStatsTable(index, config, time());
+        break;
+      case 1:
+        if (const auto row = mib->ipAclRuleStatsTable(index)) row->aclStatusIs(statuses[below(4)]);
+        break;
+      case 2:
+        statuses[1 + below(3)]->ruleStatusIs(Acl::UniqueId(below(4), 0, 0), {below(9), time()});
+        break;
+      case 3:
+        mib->ipAclRuleStatsTableDel(index);
+        break;
+      default:
+        statuses[1 + below(3)]->ruleStatusDel(Acl::UniqueId(below(4), 0, 0));
+        break;
+    }
+    const u_long mark = below(50) == 0 ? 4294967295U : below(1100);
+    const auto byAcl = walk(mark);
+    const TraceCapture traced("Snmp=2");
+    ASSERT_EQ(byAcl, walk(mark)) << step << " mark " << mark;
+    if (byAcl.size() < mib->ipAclRuleStatsTables()) ++filtered;
+  }
+  EXPECT_GT(filtered, 1000U);
 }
 
 }  // namespace
