@@ -28,16 +28,15 @@ Signals::Signals() {
   const sigset_t set = handledSignals();
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
-  descriptor_ = signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
-  if (descriptor_ < 0) throw std::runtime_error(std::string("signalfd: ") + std::strerror(errno));
+  descriptor_ = Qel::Descriptor(signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
+  if (!descriptor_) throw std::runtime_error(std::string("signalfd: ") + std::strerror(errno));
 }
-
-Signals::~Signals() { ::close(descriptor_); }
 
 int Signals::next() const {
   signalfd_siginfo info{};
-  return ::read(descriptor_, &info, sizeof info) == sizeof info ? static_cast<int>(info.ssi_signo)
-                                                                : 0;
+  return ::read(descriptor_.number(), &info, sizeof info) == sizeof info
+             ? static_cast<int>(info.ssi_signo)
+             : 0;
 }
 
 void keepHeapEven() { mallopt(M_MXFAST, 0); }
@@ -67,7 +66,7 @@ void runLoop(Snmp::Agent& agent, Mek::TaskScheduler& scheduler, const Signals& s
       }
     }
     if (!reload) return;
-    Snmp::log(Snmp::LogLevel::info, "SIGHUP: reading the ACLs anew");
+    Snmp::log(Qel::Severity::info, "SIGHUP: reading the ACLs anew");
     for (const auto& source : sources) source->reload();
   };
   const auto handleReadable = [&](int descriptor) {

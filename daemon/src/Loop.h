@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "mek/TaskScheduler.h"
+#include "qel/Descriptor.h"
 #include "snmp/Agent.h"
 #include "sources/Source.h"
 
@@ -17,16 +18,13 @@ namespace Daemon {
 class Signals {
  public:
   Signals();
-  ~Signals();
-  Signals(const Signals&) = delete;
-  Signals& operator=(const Signals&) = delete;
 
-  int descriptor() const { return descriptor_; }
+  int descriptor() const { return descriptor_.number(); }
   /// The next signal that came, or 0.
   int next() const;
 
  private:
-  int descriptor_;
+  Qel::Descriptor descriptor_;
 };
 
 /// Makes the heap join small blocks as they are freed. By default it puts that off until it has a

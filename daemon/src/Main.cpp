@@ -33,19 +33,6 @@ Sources::OpenConfig::Limits limitsOf(const Options& options) {
   return limits;
 }
 
-void logFor(Sources::Severity severity, const std::string& text) {
-  switch (severity) {
-    case Sources::Severity::error:
-      return Snmp::log(Snmp::LogLevel::error, text);
-    case Sources::Severity::warning:
-      return Snmp::log(Snmp::LogLevel::warning, text);
-    case Sources::Severity::info:
-      return Snmp::log(Snmp::LogLevel::info, text);
-    case Sources::Severity::debug:
-      return Snmp::log(Snmp::LogLevel::debug, text);
-  }
-}
-
 /// Validates the documents; 0 when all are good, else 1.
 int check(const Options& options) {
   int result = 0;
@@ -122,11 +109,11 @@ int run(const Options& options) {
   // Before any source opens what it reads, or begins a thread. The ruleset takes a capability.
   if (identity) identityIs(*identity, options.nftables);
   const auto sources =
-      makeSources(options, {mounts.inputDir(), mounts.statusDir(), scheduler, logFor});
+      makeSources(options, {mounts.inputDir(), mounts.statusDir(), scheduler, Snmp::log});
   for (const auto& source : sources) source->start();
-  Snmp::log(Snmp::LogLevel::info, "aclsnmpd " ACLSNMPD_VERSION " is ready");
+  Snmp::log(Qel::Severity::info, "aclsnmpd " ACLSNMPD_VERSION " is ready");
   runLoop(agent, *scheduler, signals, sources);
-  Snmp::log(Snmp::LogLevel::info, "aclsnmpd ends");
+  Snmp::log(Qel::Severity::info, "aclsnmpd ends");
   return 0;
 }
 

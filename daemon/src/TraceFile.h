@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "qel/Descriptor.h"
+
 namespace Daemon {
 
 class TraceFile {
@@ -19,7 +21,7 @@ class TraceFile {
   void write(const std::string& line);
 
   std::string path_;
-  int descriptor_;
+  Qel::Descriptor descriptor_;
   bool failing_ = false;
 };
 

@@ -49,6 +49,10 @@ TEST(QuotedStrep, EscapesQuotesBackslashesAndUnprintableOctets) {
   for (const Quoted& quoted : kQuoted) EXPECT_EQ(Qel::quotedStrep(quoted.octets), quoted.text);
 }
 
+TEST(Printable, EscapesUnprintableOctetsOnly) {
+  EXPECT_EQ(Qel::printable("a'b\\ ~\x1f\x7f\xff\n"), R"(a'b\ ~\x1f\x7f\xff\x0a)");
+}
+
 TEST(ReadQuoted, ReadsWhatQuotedStrepWritesAndStopsBehindIt) {
   for (const Quoted& quoted : kQuoted) {
     const std::string text = std::string(quoted.text) + "'rest";

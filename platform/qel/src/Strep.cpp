@@ -21,6 +21,17 @@ bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 bool isPrintable(unsigned char octet) { return octet >= 0x20 && octet <= 0x7e; }
 
+void appendPrintable(std::string& text, char c) {
+  const auto octet = static_cast<unsigned char>(c);
+  if (isPrintable(octet)) {
+    text += c;
+    return;
+  }
+  char escaped[8];
+  std::snprintf(escaped, sizeof escaped, "\\x%02x", octet);
+  text += escaped;
+}
+
 int hexValue(char c) {
   if (isDigit(c)) return c - '0';
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
@@ -48,20 +59,17 @@ std::string valueToStrep(const void* pointer) {
   return text;
 }
 
+std::string printable(std::string_view text) {
+  std::string out;
+  for (const char c : text) appendPrintable(out, c);
+  return out;
+}
+
 std::string quotedStrep(std::string_view octets) {
   std::string text = "'";
   for (const char c : octets) {
-    const auto octet = static_cast<unsigned char>(c);
-    if (c == '\'' || c == '\\') {
-      text += '\\';
-      text += c;
-    } else if (!isPrintable(octet)) {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\x%02x", octet);
-      text += escaped;
-    } else {
-      text += c;
-    }
+    if (c == '\'' || c == '\\') text += '\\';
+    appendPrintable(text, c);
   }
   return text += '\'';
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "qel/Exception.h"
+#include "qel/Strep.h"
 
 namespace Qel {
 
@@ -62,21 +63,6 @@ void TraceHandle::emit(int level, const Site& site, std::string_view message) co
 }
 
 void traceSinkIs(TraceSink sink) { registry().sink = std::move(sink); }
-
-std::string printable(std::string_view text) {
-  std::string out;
-  for (const char c : text) {
-    const auto octet = static_cast<unsigned char>(c);
-    if (octet >= 0x20 && octet <= 0x7e) {
-      out += c;
-    } else {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\x%02x", octet);
-      out += escaped;
-    }
-  }
-  return out;
-}
 
 std::string traceLine(const TraceRecord& record) {
   std::ostringstream line;

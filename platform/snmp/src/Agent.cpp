@@ -20,7 +20,7 @@
 #include <stdexcept>
 
 #include "Listen.h"
-#include "qel/Trace.h"
+#include "qel/Strep.h"
 
 // The modules of the library's own MIBs that belong to any agent: who it is, how it is doing, who
 // may ask it (access control is begun by init_agent). Their headers are not installed.

@@ -3,9 +3,9 @@
 #include <linux/netfilter/nfnetlink.h>
 #include <linux/netlink.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 namespace Sources::Nftables {
 
@@ -16,34 +16,29 @@ constexpr int kMaxMessages = 10000;
 
 }  // namespace
 
-ChangeSocket::~ChangeSocket() {
-  if (descriptor_ >= 0) ::close(descriptor_);
-}
-
 int ChangeSocket::open() {
-  if (descriptor_ >= 0) return 0;
-  const int made = socket(AF_NETLINK, SOCK_RAW | SOCK_NONBLOCK | SOCK_CLOEXEC, NETLINK_NETFILTER);
-  if (made < 0) return errno;
+  if (descriptor_) return 0;
+  Qel::Descriptor made(
+      socket(AF_NETLINK, SOCK_RAW | SOCK_NONBLOCK | SOCK_CLOEXEC, NETLINK_NETFILTER));
+  if (!made) return errno;
   sockaddr_nl address{};
   address.nl_family = AF_NETLINK;
   const int group = NFNLGRP_NFTABLES;
-  if (bind(made, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-      setsockopt(made, SOL_NETLINK, NETLINK_ADD_MEMBERSHIP, &group, sizeof group) != 0) {
-    const int error = errno;
-    ::close(made);
-    return error;
+  if (bind(made.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+      setsockopt(made.number(), SOL_NETLINK, NETLINK_ADD_MEMBERSHIP, &group, sizeof group) != 0) {
+    return errno;
   }
-  descriptor_ = made;
+  descriptor_ = std::move(made);
   return 0;
 }
 
 bool ChangeSocket::drain() {
-  if (descriptor_ < 0) return false;
+  if (!descriptor_) return false;
   bool any = false;
   for (int i = 0; i < kMaxMessages; ++i) {
     char octet = 0;
     // What the message says does not matter, nor that most of it is cut off.
-    if (recv(descriptor_, &octet, sizeof octet, MSG_DONTWAIT) < 0) {
+    if (recv(descriptor_.number(), &octet, sizeof octet, MSG_DONTWAIT) < 0) {
       if (errno == EAGAIN) break;
       if (errno != ENOBUFS && errno != EINTR) break;
     }

@@ -14,6 +14,8 @@
 #include <memory>
 #include <set>
 
+#include "qel/Descriptor.h"
+
 namespace Sources::Nftables {
 
 namespace {
@@ -47,10 +49,7 @@ std::set<int> netfilterSockets() {
 
 /// The library ends the process when it cannot have a socket.
 bool canHaveSocket() {
-  const int probe = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_NETFILTER);
-  if (probe < 0) return false;
-  ::close(probe);
-  return true;
+  return bool(Qel::Descriptor(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_NETFILTER)));
 }
 
 std::string firstLine(std::string_view text) {
@@ -176,10 +175,8 @@ void Library::breakOff() {
   breaking_ = true;
   if (socket_ < 0) return;
   // The next call on the socket fails; the context closes what stands in its place.
-  const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
-  if (nothing < 0) return;
-  dup3(nothing, socket_, O_CLOEXEC);
-  ::close(nothing);
+  const Qel::Descriptor nothing(::open("/dev/null", O_RDWR | O_CLOEXEC));
+  if (nothing) dup3(nothing.number(), socket_, O_CLOEXEC);
 }
 
 void Library::mend() {

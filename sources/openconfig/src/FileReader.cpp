@@ -8,6 +8,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "qel/Descriptor.h"
+
 namespace Sources::OpenConfig {
 
 namespace {
@@ -47,20 +49,6 @@ bool isFresh(const FileIdentity& identity) {
   clock_gettime(CLOCK_REALTIME, &now);
   return now.tv_sec * kSecond + now.tv_nsec - identity.modified < kFresh;
 }
-
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() {
-    if (number_ >= 0) close(number_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int number() const { return number_; }
-
- private:
-  int number_;
-};
 
 /// All octets of an open file, one more than `most` at the most.
 std::variant<std::string, DocumentError> readAll(int descriptor, size_t expected, size_t most) {
@@ -106,8 +94,8 @@ FileContents readFile(const std::string& path, const Limits& limits) {
     contents.octets = fileError(kindName(before.st_mode));
     return contents;
   }
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (file.number() < 0 || fstat(file.number(), &before) != 0) {
+  const Qel::Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!file || fstat(file.number(), &before) != 0) {
     contents.octets = systemError();
     return contents;
   }

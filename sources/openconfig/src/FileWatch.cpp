@@ -44,17 +44,13 @@ std::string linkTarget(const std::string& path) {
 FileWatch::FileWatch(std::string path)
     : path_(std::move(path)), descriptor_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
 
-FileWatch::~FileWatch() {
-  if (descriptor_ >= 0) close(descriptor_);
-}
-
 bool FileWatch::watch(std::string directory, std::string name) {
-  int watch = inotify_add_watch(descriptor_, directory.c_str(), kEvents | IN_ONLYDIR);
+  int watch = inotify_add_watch(descriptor(), directory.c_str(), kEvents | IN_ONLYDIR);
   while (watch < 0 && (errno == ENOENT || errno == ENOTDIR) && directory != "/" &&
          directory != ".") {
     name = nameIn(directory);
     directory = directoryOf(directory);
-    watch = inotify_add_watch(descriptor_, directory.c_str(), kEvents | IN_ONLYDIR);
+    watch = inotify_add_watch(descriptor(), directory.c_str(), kEvents | IN_ONLYDIR);
   }
   if (watch < 0) return false;
   names_[watch].insert(std::move(name));
@@ -62,7 +58,7 @@ bool FileWatch::watch(std::string directory, std::string name) {
 }
 
 bool FileWatch::arm() {
-  if (descriptor_ < 0) return false;
+  if (!descriptor_) return false;
   const auto previous = std::move(names_);
   names_.clear();
   bool watched = true;
@@ -75,7 +71,7 @@ bool FileWatch::arm() {
                                                          &std::free);
   if (real) watched = watch(directoryOf(real.get()), nameIn(real.get())) && watched;
   for (const auto& [old, names] : previous) {
-    if (!names_.contains(old)) inotify_rm_watch(descriptor_, old);
+    if (!names_.contains(old)) inotify_rm_watch(descriptor(), old);
   }
   return watched;
 }
@@ -85,7 +81,7 @@ FileWatch::Change FileWatch::drain() {
   // turn.
   Change change = Change::none;
   alignas(inotify_event) std::array<char, 1 << 14> buffer;
-  const ssize_t got = read(descriptor_, buffer.data(), buffer.size());
+  const ssize_t got = read(descriptor(), buffer.data(), buffer.size());
   for (ssize_t at = 0; at < got;) {
     inotify_event event;
     std::memcpy(&event, buffer.data() + at, sizeof event);

@@ -9,6 +9,8 @@
 #include <set>
 #include <string>
 
+#include "qel/Descriptor.h"
+
 namespace Sources::OpenConfig {
 
 class FileWatch {
@@ -24,12 +26,9 @@ class FileWatch {
   };
 
   explicit FileWatch(std::string path);
-  ~FileWatch();
-  FileWatch(const FileWatch&) = delete;
-  FileWatch& operator=(const FileWatch&) = delete;
 
   /// -1 when the system has no inotify instance left.
-  int descriptor() const { return descriptor_; }
+  int descriptor() const { return descriptor_.number(); }
 
   /// Follows the path anew and watches what it leads through now. Call it before the file is looked
   /// at, so that no change falls between. False when some directory cannot be watched.
@@ -42,7 +41,7 @@ class FileWatch {
   bool watch(std::string directory, std::string name);
 
   std::string path_;
-  int descriptor_;
+  Qel::Descriptor descriptor_;
   std::map<int, std::set<std::string>> names_;  // by watch: the names that matter there
 };
 

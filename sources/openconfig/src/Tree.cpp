@@ -1,10 +1,11 @@
 #include "Tree.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <set>
+
+#include "qel/Strep.h"
 
 namespace Sources::OpenConfig {
 
@@ -15,18 +16,8 @@ using Json = nlohmann::json;
 constexpr size_t kShownOctets = 60;
 
 std::string printable(std::string_view octets) {
-  std::string shown;
-  for (const char octet : octets.substr(0, kShownOctets)) {
-    if (octet >= 0x20 && octet <= 0x7e) {
-      shown += octet;
-    } else {
-      char escaped[5];
-      std::snprintf(escaped, sizeof escaped, "\\x%02x", static_cast<unsigned char>(octet));
-      shown += escaped;
-    }
-  }
-  if (octets.size() > kShownOctets) shown += "...";
-  return shown;
+  return Qel::printable(octets.substr(0, kShownOctets)) +
+         (octets.size() > kShownOctets ? "..." : "");
 }
 
 /// Walks the text and tells how far the reader has come: it reports values without their places.

@@ -17,6 +17,8 @@ std::string valueToStrep(uint32_t value);
 std::string valueToStrep(double value);
 /// The address of an object, "0x0" for null.
 std::string valueToStrep(const void* pointer);
+/// The text with every octet outside 0x20 to 0x7e as \xNN.
+std::string printable(std::string_view text);
 /// The octets between single quotes; quotes, backslashes and octets outside 0x20 to 0x7e escaped.
 std::string quotedStrep(std::string_view octets);
 

@@ -47,9 +47,6 @@ using TraceSink = std::function<void(const TraceRecord&)>;
 /// trace on standard error. A sink must not throw.
 void traceSinkIs(TraceSink sink);
 
-/// The text with every octet outside the printable ones as \xNN.
-std::string printable(std::string_view text);
-
 /// One line, without its end: time, handle, level, source, line, function and message. Octets
 /// outside the printable ones stand as \xNN, so that a name cannot forge a line.
 std::string traceLine(const TraceRecord& record);

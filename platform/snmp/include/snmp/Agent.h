@@ -8,11 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "qel/Severity.h"
 #include "qel/Time.h"
 
 namespace Snmp {
 
-enum class LogLevel { error, warning, info, debug };
+using LogLevel = Qel::Severity;
 
 /// One line to the agent's log. Octets outside the printable ones stand as \xNN.
 void log(LogLevel level, const std::string& text);

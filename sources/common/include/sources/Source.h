@@ -17,10 +17,11 @@
 #include "mek/TaskScheduler.h"
 #include "qel/Dir.h"
 #include "qel/Ptr.h"
+#include "qel/Severity.h"
 
 namespace Sources {
 
-enum class Severity { error, warning, info, debug };
+using Qel::Severity;
 
 /// Where a source publishes, what it schedules its work on and whom it tells. `log` is called on
 /// the event thread only, with one line and no line end.
