@@ -21,3 +21,14 @@ function(add_room name)
       ${target} ${scope} $<TARGET_PROPERTY:room-${used},INTERFACE_INCLUDE_DIRECTORIES>)
   endforeach()
 endfunction()
+
+# A room that is a static library: FOLDER has its include/ and src/, USES names the libraries whose
+# headers it and those who use it may include, LINK what its own sources need besides.
+function(add_library_room name)
+  cmake_parse_arguments(ROOM "" "FOLDER" "SOURCES;USES;LINK" ${ARGN})
+  list(TRANSFORM ROOM_SOURCES PREPEND ${ROOM_FOLDER}/src/)
+  add_library(${name} STATIC ${ROOM_SOURCES})
+  target_include_directories(${name} BEFORE PRIVATE ${PROJECT_SOURCE_DIR}/cmake/forbidden)
+  target_include_directories(${name} PUBLIC ${ROOM_FOLDER}/include)
+  target_link_libraries(${name} PUBLIC ${ROOM_USES} PRIVATE ${ROOM_LINK})
+endfunction()

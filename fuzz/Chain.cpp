@@ -91,8 +91,8 @@ Served Chain::served() const {
 }
 
 Sources::Snapshot snapshotOf(const std::string& document) {
-  auto parsed = Sources::OpenConfig::parse(document);
-  if (const auto* error = std::get_if<Sources::OpenConfig::DocumentError>(&parsed)) {
+  auto parsed = OpenConfig::parse(document);
+  if (const auto* error = std::get_if<OpenConfig::DocumentError>(&parsed)) {
     broken(error->text("a good document"));
   }
   return std::move(std::get<Sources::Snapshot>(parsed));

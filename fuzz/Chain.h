@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "Mounts.h"
+#include "apply/Applier.h"
 #include "mib_cases.h"
 #include "model/AclMib.h"
 #include "openconfig/Document.h"
 #include "qel/Time.h"
-#include "sources/Applier.h"
 
 namespace Fuzz {
 

@@ -121,7 +121,7 @@ class DocumentMutator {
 };
 
 bool isGood(std::string_view text) {
-  return std::holds_alternative<Sources::Snapshot>(Sources::OpenConfig::parse(text));
+  return std::holds_alternative<Sources::Snapshot>(OpenConfig::parse(text));
 }
 
 }  // namespace

@@ -12,11 +12,11 @@ namespace Fuzz {
 
 namespace {
 
+using OpenConfig::DocumentError;
+using OpenConfig::Limits;
+using OpenConfig::parse;
+using OpenConfig::Parsed;
 using Sources::Snapshot;
-using Sources::OpenConfig::DocumentError;
-using Sources::OpenConfig::Limits;
-using Sources::OpenConfig::parse;
-using Sources::OpenConfig::Parsed;
 
 constexpr const char* kGood = R"({"openconfig-acl:acl": {
   "zorlen-acl-ext:data-plane": {"acl-supported": true, "counters-supported": true},

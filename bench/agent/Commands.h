@@ -25,8 +25,8 @@
 #include "Shape.h"
 #include "acl/Config.h"
 #include "acl/Status.h"
+#include "apply/Source.h"
 #include "model/AclMib.h"
-#include "sources/Source.h"
 
 namespace Bench {
 

@@ -9,7 +9,7 @@
 #include <system_error>
 
 #include "acl/Aggregator.h"
-#include "sources/Published.h"
+#include "dump/ModelSnapshot.h"
 
 namespace Daemon {
 
@@ -22,8 +22,8 @@ bool isAny(const SourceList& sources, Progress progress) {
                      [progress](const auto& source) { return source->progress() == progress; });
 }
 
-void complain(Sources::Severity severity, const std::string& text) {
-  if (severity > Sources::Severity::warning) return;
+void complain(Qel::Severity severity, const std::string& text) {
+  if (severity > Qel::Severity::warning) return;
   std::fprintf(stderr, "%s\n", text.c_str());
 }
 
@@ -66,7 +66,7 @@ std::optional<Sources::Snapshot> readOnce(
   for (const auto& source : sources) source->start();
   while (isAny(sources, Progress::reading)) step(sources, *scheduler);
   if (isAny(sources, Progress::failed)) return std::nullopt;
-  return Sources::snapshotOf(*config, *status);
+  return Dump::snapshotOf(*config, *status);
 }
 
 }  // namespace Daemon

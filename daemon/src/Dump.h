@@ -7,8 +7,8 @@
 #include <optional>
 #include <vector>
 
-#include "sources/Snapshot.h"
-#include "sources/Source.h"
+#include "apply/Source.h"
+#include "snapshot/Snapshot.h"
 
 namespace Daemon {
 

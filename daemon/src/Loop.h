@@ -6,10 +6,10 @@
 #include <memory>
 #include <vector>
 
+#include "apply/Source.h"
 #include "mek/TaskScheduler.h"
 #include "qel/Descriptor.h"
 #include "snmp/Agent.h"
-#include "sources/Source.h"
 
 namespace Daemon {
 

@@ -17,27 +17,32 @@
 #include "Options.h"
 #include "Plugins.h"
 #include "TraceFile.h"
+#include "dump/TextTable.h"
+#include "file/FileSource.h"
 #include "nftables/RulesetSource.h"
-#include "openconfig/FileSource.h"
+#include "openconfig/Document.h"
 #include "snmp/Agent.h"
 #include "snmp/Registration.h"
-#include "sources/Table.h"
 
 namespace Daemon {
 
 namespace {
 
-Sources::OpenConfig::Limits limitsOf(const Options& options) {
-  Sources::OpenConfig::Limits limits;
+/// How `--acl` files are read.
+Sources::FileFormat documentFormat(const Options& options) {
+  OpenConfig::Limits limits;
   limits.octets = options.maxAclFileSize;
-  return limits;
+  return {[limits](std::string_view text, const std::string& path, const std::stop_token& stop) {
+            return OpenConfig::parseFile(text, path, limits, stop);
+          },
+          limits.octets};
 }
 
 /// Validates the documents; 0 when all are good, else 1.
 int check(const Options& options) {
   int result = 0;
   for (const std::string& file : options.aclFiles) {
-    const auto error = Sources::OpenConfig::check(file, limitsOf(options));
+    const auto error = Sources::check(file, documentFormat(options));
     if (error) {
       std::fprintf(stderr, "%s\n", error->c_str());
       result = 1;
@@ -52,8 +57,8 @@ int check(const Options& options) {
 SourceList makeSources(const Options& options, const Sources::Mount& mount) {
   SourceList sources;
   for (const std::string& file : options.aclFiles) {
-    sources.push_back(std::make_unique<Sources::OpenConfig::FileSource>(
-        mount, file + "#" + std::to_string(sources.size()), file, limitsOf(options)));
+    sources.push_back(std::make_unique<Sources::FileSource>(
+        mount, file + "#" + std::to_string(sources.size()), file, documentFormat(options)));
   }
   if (options.nftables) {
     sources.push_back(std::make_unique<Sources::Nftables::RulesetSource>(
@@ -69,10 +74,10 @@ int dump(const Options& options) {
   const auto snapshot =
       readOnce([&](const Sources::Mount& mount) { return makeSources(options, mount); });
   if (!snapshot) return 1;
-  if (options.dump == Dump::json) {
-    Sources::OpenConfig::write(std::cout, *snapshot);
+  if (options.dump == DumpForm::json) {
+    OpenConfig::write(std::cout, *snapshot);
   } else {
-    Sources::printTable(std::cout, *snapshot);
+    Dump::printTable(std::cout, *snapshot);
   }
   if (!std::cout.flush()) throw std::runtime_error("standard output cannot be written");
   return 0;
@@ -128,7 +133,7 @@ int main(int argc, char** argv) {
     if (const int* exitCode = std::get_if<int>(&parsed)) return *exitCode;
     const auto& options = std::get<Daemon::Options>(parsed);
     if (options.check) return Daemon::check(options);
-    if (options.dump != Daemon::Dump::none) return Daemon::dump(options);
+    if (options.dump != Daemon::DumpForm::none) return Daemon::dump(options);
     return Daemon::run(options);
   } catch (const std::bad_alloc&) {
     std::fputs("aclsnmpd: not enough memory\n", stderr);

@@ -25,7 +25,7 @@ std::string defaultPluginDir() {
 std::variant<Options, int> parseOptions(int argc, char** argv) {
   Options options;
   options.pluginDir = defaultPluginDir();
-  options.maxAclFileSize = Sources::OpenConfig::Limits().octets;
+  options.maxAclFileSize = OpenConfig::Limits().octets;
   options.nftablesInterval = Sources::Nftables::RulesetSource::kDefaultInterval;
 
   CLI::App app("Publishes access control lists over SNMP (ZORLEN-ACL-MIB).", "aclsnmpd");
@@ -66,7 +66,8 @@ std::variant<Options, int> parseOptions(int argc, char** argv) {
   CLI::Option* check =
       app.add_flag("--check", options.check,
                    "validate the ACL documents and end: with 0 when all are good, else with 1");
-  const std::map<std::string, Dump> dumps = {{"json", Dump::json}, {"table", Dump::table}};
+  const std::map<std::string, DumpForm> dumps = {{"json", DumpForm::json},
+                                                 {"table", DumpForm::table}};
   app.add_option("--dump", options.dump,
                  "read the sources once, print what is published as json (a document for --acl) or "
                  "as a table, and end: with 0, or with 1 when a source cannot be read")

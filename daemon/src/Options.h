@@ -10,7 +10,7 @@
 namespace Daemon {
 
 /// In which form `--dump` prints.
-enum class Dump { none, json, table };
+enum class DumpForm { none, json, table };
 
 struct Options {
   std::vector<std::string> aclFiles;
@@ -29,7 +29,7 @@ struct Options {
   bool nftables = false;
   double nftablesInterval = 0;
   bool check = false;
-  Dump dump = Dump::none;
+  DumpForm dump = DumpForm::none;
 };
 
 /// The options, or the exit code of a run that ends at the command line: help, the version, a

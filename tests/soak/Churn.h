@@ -21,7 +21,7 @@
 #include "Values.h"
 #include "acl/Aggregator.h"
 #include "acl/Status.h"
-#include "sources/Applier.h"
+#include "apply/Applier.h"
 
 namespace Soak {
 

@@ -8,7 +8,7 @@
 
 #include "Random.h"
 #include "acl/Config.h"
-#include "sources/Snapshot.h"
+#include "snapshot/Snapshot.h"
 
 namespace Soak {
 

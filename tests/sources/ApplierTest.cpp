@@ -1,4 +1,4 @@
-#include "sources/Applier.h"
+#include "apply/Applier.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "openconfig/FileSource.h"
+#include "file/FileSource.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -11,9 +11,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "Documents.h"
+#include "../formats/Documents.h"
 
-namespace Sources::OpenConfig {
+namespace Sources {
 namespace {
 
 namespace fs = std::filesystem;
@@ -21,6 +21,18 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
+
+using OpenConfig::documentOf;
+using OpenConfig::entryOf;
+using OpenConfig::Limits;
+using OpenConfig::setOf;
+
+FileFormat documents(const Limits& limits = {}) {
+  return {[limits](std::string_view text, const std::string& path, const std::stop_token& stop) {
+            return OpenConfig::parseFile(text, path, limits, stop);
+          },
+          limits.octets};
+}
 
 std::string documentWith(const std::string& name) {
   return documentOf(R"({"name":")" + name + R"(","type":"ACL_L2"})");
@@ -42,7 +54,7 @@ class FileSourceTest : public testing::Test {
     std::ofstream(path, std::ios::binary) << text;
   }
   void start(const Limits& limits = {}) {
-    source_ = std::make_unique<FileSource>(mount_, "file", path_, limits);
+    source_ = std::make_unique<FileSource>(mount_, "file", path_, documents(limits));
     source_->start();
   }
   /// Passes on what the descriptors report and runs the scheduler, the clock moving on by more than
@@ -338,14 +350,16 @@ TEST_F(FileSourceTest, DestructionEndsAReading) {
 }
 
 TEST_F(FileSourceTest, CheckTellsWhyAFileIsRefused) {
-  EXPECT_EQ(check(path_), path_ + ": found no file, expected a regular file that can be read");
+  EXPECT_EQ(check(path_, documents()),
+            path_ + ": found no file, expected a regular file that can be read");
   write(path_, "{}");
-  EXPECT_EQ(check(path_), path_ +
-                              ":1: found no member openconfig-acl:acl, expected an OpenConfig "
-                              "ACL document");
+  EXPECT_EQ(check(path_, documents()),
+            path_ +
+                ":1: found no member openconfig-acl:acl, expected an OpenConfig "
+                "ACL document");
   write(path_, documentWith("a"));
-  EXPECT_EQ(check(path_), std::nullopt);
+  EXPECT_EQ(check(path_, documents()), std::nullopt);
 }
 
 }  // namespace
-}  // namespace Sources::OpenConfig
+}  // namespace Sources

@@ -20,32 +20,33 @@ constexpr uint32_t kEtherIpv6 = 0x86DD;
 /// Statements are not looked into any deeper.
 constexpr size_t kMaxDepth = 16;
 
-/// Shows a condition: false when the columns do not say all of it.
-using Shower = bool (*)(Draft&, const Condition&);
+/// Puts a condition into the columns: false when they do not say all of it.
+using ShowFunction = bool (*)(RowDraft&, const Condition&);
 
 bool isEqual(const Condition& condition) {
   return condition.oper == "==" || condition.oper == "in";
 }
 
-bool familyIs(Draft& draft, AclType family) {
+/// Leaves only rules of one family possible. True when the draft is of it.
+bool narrowToFamily(RowDraft& draft, AclType family) {
   if (draft.type() == AclType::mac) return false;
   if (draft.type() != family) draft.impossible = true;
   return draft.type() == family;
 }
 
 /// Frames of one EtherType: a column of MAC rules, and the family of the others.
-bool frameTypeIs(Draft& draft, uint32_t type) {
+bool narrowToFrameType(RowDraft& draft, uint32_t type) {
   if (auto* rule = std::get_if<Acl::MacRuleConfig>(&draft.config)) {
     if (rule->filter.proto != 0 && rule->filter.proto != type) return false;
     rule->filter.proto = type;
     return true;
   }
-  if (type == kEtherIpv4) return familyIs(draft, AclType::ipv4);
-  if (type == kEtherIpv6) return familyIs(draft, AclType::ipv6);
+  if (type == kEtherIpv4) return narrowToFamily(draft, AclType::ipv4);
+  if (type == kEtherIpv6) return narrowToFamily(draft, AclType::ipv6);
   return false;
 }
 
-bool protocolIs(Draft& draft, uint32_t number) {
+bool narrowToProtocol(RowDraft& draft, uint32_t number) {
   Acl::IpFilterBase* filter = draft.ip();
   // 0 in the column is any protocol.
   if (filter == nullptr || number == 0) return false;
@@ -57,7 +58,7 @@ bool protocolIs(Draft& draft, uint32_t number) {
 // Conditions on addresses.
 
 template <Kavet::IpAddr Acl::IpFilter::*address, Kavet::IpAddr Acl::IpFilter::*mask>
-bool showIpv4(Draft& draft, const Condition& condition) {
+bool showIpv4(RowDraft& draft, const Condition& condition) {
   auto* rule = std::get_if<Acl::IpRuleConfig>(&draft.config);
   if (rule == nullptr || condition.oper != "==" || rule->filter.*mask != Kavet::IpAddr()) {
     return false;
@@ -76,7 +77,7 @@ bool showIpv4(Draft& draft, const Condition& condition) {
 
 template <const Acl::Ip6Prefix& (Acl::Ip6Filter::*get)() const,
           void (Acl::Ip6Filter::*set)(const Acl::Ip6Prefix&)>
-bool showIpv6(Draft& draft, const Condition& condition) {
+bool showIpv6(RowDraft& draft, const Condition& condition) {
   auto* rule = std::get_if<Acl::Ip6RuleConfig>(&draft.config);
   if (rule == nullptr || condition.oper != "==" || (rule->filter.*get)().length != 0) return false;
   const auto pattern = ipv6Pattern(*condition.value, condition.mask);
@@ -88,7 +89,7 @@ bool showIpv6(Draft& draft, const Condition& condition) {
 }
 
 template <Kavet::EthAddr Acl::MacFilter::*address, Kavet::EthAddr Acl::MacFilter::*mask>
-bool showMac(Draft& draft, const Condition& condition) {
+bool showMac(RowDraft& draft, const Condition& condition) {
   auto* rule = std::get_if<Acl::MacRuleConfig>(&draft.config);
   if (rule == nullptr || condition.oper != "==" || rule->filter.*mask != Kavet::EthAddr()) {
     return false;
@@ -102,29 +103,29 @@ bool showMac(Draft& draft, const Condition& condition) {
 
 // Conditions on what a packet carries.
 
-bool showFrameType(Draft& draft, const Condition& condition) {
+bool showFrameType(RowDraft& draft, const Condition& condition) {
   if (condition.mask != nullptr || !isEqual(condition)) return false;
   const auto type = etherType(unwrapped(*condition.value));
-  return type && *type != 0 && frameTypeIs(draft, *type);
+  return type && *type != 0 && narrowToFrameType(draft, *type);
 }
 
-bool showFamily(Draft& draft, const Condition& condition) {
+bool showFamily(RowDraft& draft, const Condition& condition) {
   const auto family = netfilterFamily(unwrapped(*condition.value));
   if (!family || condition.mask != nullptr) return false;
   if (*family != AF_INET && *family != AF_INET6) return false;
   if (!isEqual(condition) && condition.oper != "!=") return false;
   const bool ipv4 = (*family == AF_INET) == isEqual(condition);
-  return frameTypeIs(draft, ipv4 ? kEtherIpv4 : kEtherIpv6);
+  return narrowToFrameType(draft, ipv4 ? kEtherIpv4 : kEtherIpv6);
 }
 
-bool showProtocol(Draft& draft, const Condition& condition) {
+bool showProtocol(RowDraft& draft, const Condition& condition) {
   if (condition.mask != nullptr || !isEqual(condition)) return false;
   const auto number = protocol(unwrapped(*condition.value));
-  return number && protocolIs(draft, *number);
+  return number && narrowToProtocol(draft, *number);
 }
 
 template <Acl::PortRange Acl::IpFilterBase::*column>
-bool showPorts(Draft& draft, const Condition& condition) {
+bool showPorts(RowDraft& draft, const Condition& condition) {
   Acl::IpFilterBase* filter = draft.ip();
   if (filter == nullptr || condition.mask != nullptr) return false;
   if ((filter->*column).oper != RangeOperator::any) return false;
@@ -134,7 +135,7 @@ bool showPorts(Draft& draft, const Condition& condition) {
   return true;
 }
 
-bool showHops(Draft& draft, const Condition& condition) {
+bool showHops(RowDraft& draft, const Condition& condition) {
   Acl::IpFilterBase* filter = draft.ip();
   if (filter == nullptr || condition.mask != nullptr) return false;
   if (filter->ttl.oper != RangeOperator::any) return false;
@@ -145,7 +146,7 @@ bool showHops(Draft& draft, const Condition& condition) {
 }
 
 template <std::optional<uint32_t> (*number)(const Json&), uint16_t Acl::IpFilterBase::*column>
-bool showIcmp(Draft& draft, const Condition& condition) {
+bool showIcmp(RowDraft& draft, const Condition& condition) {
   Acl::IpFilterBase* filter = draft.ip();
   if (filter == nullptr || condition.mask != nullptr || !isEqual(condition)) return false;
   const auto value = number(unwrapped(*condition.value));
@@ -176,7 +177,7 @@ bool showAllFlags(Acl::IpFilterBase& filter, uint32_t flags, uint32_t mask) {
   return flags == mask && (flags & kColumn) == flags && flags != 0;
 }
 
-bool showTcpFlags(Draft& draft, const Condition& condition) {
+bool showTcpFlags(RowDraft& draft, const Condition& condition) {
   Acl::IpFilterBase* filter = draft.ip();
   const auto flags = tcpFlags(unwrapped(*condition.value));
   if (filter == nullptr || !flags) return false;
@@ -190,7 +191,7 @@ bool showTcpFlags(Draft& draft, const Condition& condition) {
   return condition.oper == "==" && showAllFlags(*filter, *flags, *mask);
 }
 
-bool showFragments(Draft& draft, const Condition& condition) {
+bool showFragments(RowDraft& draft, const Condition& condition) {
   constexpr uint64_t kOffset = 0x1FFF;
   constexpr uint64_t kOffsetOrMore = 0x3FFF;
   auto* rule = std::get_if<Acl::IpRuleConfig>(&draft.config);
@@ -201,7 +202,7 @@ bool showFragments(Draft& draft, const Condition& condition) {
   return true;
 }
 
-bool showTracking(Draft& draft, const Condition& condition) {
+bool showTracking(RowDraft& draft, const Condition& condition) {
   constexpr uint32_t kTracked = kStateEstablished | kStateRelated | kStateNew;
   Acl::IpFilterBase* filter = draft.ip();
   if (filter == nullptr || condition.mask != nullptr || !isEqual(condition)) return false;
@@ -226,7 +227,7 @@ bool showTracking(Draft& draft, const Condition& condition) {
 
 struct Known {
   std::string_view name;
-  Shower show;
+  ShowFunction show;
 };
 
 using Acl::Ip6Filter;
@@ -259,7 +260,7 @@ constexpr std::array kKnown = {
 };
 constexpr std::array kPortHeaders = {"tcp", "udp", "udplite", "dccp", "sctp", "th"};
 
-Shower showerOf(std::string_view name) {
+ShowFunction showFunctionFor(std::string_view name) {
   for (const Known& known : kKnown) {
     if (known.name == name) return known.show;
   }
@@ -273,12 +274,12 @@ Shower showerOf(std::string_view name) {
   return nullptr;
 }
 
-void implyHeader(Draft& draft, std::string_view header) {
-  if (const auto type = etherTypeOfHeader(header)) frameTypeIs(draft, *type);
-  if (const auto number = protocolOfHeader(header)) protocolIs(draft, *number);
+void implyHeader(RowDraft& draft, std::string_view header) {
+  if (const auto type = etherTypeOfHeader(header)) narrowToFrameType(draft, *type);
+  if (const auto number = protocolOfHeader(header)) narrowToProtocol(draft, *number);
 }
 
-void implyAt(Draft& draft, const Json& value, size_t depth) {
+void implyAt(RowDraft& draft, const Json& value, size_t depth) {
   if (depth == kMaxDepth || !value.is_structured()) return;
   const auto [kind, content] = only(value);
   if (kind == "payload") {
@@ -307,7 +308,7 @@ void implyAt(Draft& draft, const Json& value, size_t depth) {
 
 }  // namespace
 
-Draft::Draft(AclType type) {
+RowDraft::RowDraft(AclType type) {
   switch (type) {
     case AclType::ipv4:
       config = Acl::IpRuleConfig();
@@ -321,7 +322,7 @@ Draft::Draft(AclType type) {
   }
 }
 
-Acl::IpFilterBase* Draft::ip() {
+Acl::IpFilterBase* RowDraft::ip() {
   if (auto* rule = std::get_if<Acl::IpRuleConfig>(&config)) return &rule->filter;
   if (auto* rule = std::get_if<Acl::Ip6RuleConfig>(&config)) return &rule->filter;
   return nullptr;
@@ -348,12 +349,12 @@ std::string Condition::text() const {
   return text;
 }
 
-void imply(Draft& draft, const Json& statement) { implyAt(draft, statement, 0); }
+void imply(RowDraft& draft, const Json& statement) { implyAt(draft, statement, 0); }
 
-bool show(Draft& draft, const Condition& condition) {
+bool show(RowDraft& draft, const Condition& condition) {
   if (condition.value == nullptr) return false;
-  const Shower shower = showerOf(condition.name);
-  return shower != nullptr && shower(draft, condition);
+  const ShowFunction function = showFunctionFor(condition.name);
+  return function != nullptr && function(draft, condition);
 }
 
 }  // namespace Sources::Nftables

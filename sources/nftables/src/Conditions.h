@@ -11,8 +11,8 @@
 namespace Sources::Nftables {
 
 /// A rule on its way into an ACL of one type.
-struct Draft {
-  explicit Draft(Acl::AclType type);
+struct RowDraft {
+  explicit RowDraft(Acl::AclType type);
 
   Acl::AclType type() const { return static_cast<Acl::AclType>(config.index()); }
   /// The filter's common part in an IPv4 or IPv6 ACL, else null.
@@ -41,9 +41,9 @@ struct Condition {
 
 /// Takes in what follows from a statement's looking at a header: the family and the protocol, which
 /// nft does not write down when the header already says them.
-void imply(Draft& draft, const Json& statement);
+void imply(RowDraft& draft, const Json& statement);
 
 /// Puts a condition into the filter. False when the columns do not say all of it.
-bool show(Draft& draft, const Condition& condition);
+bool show(RowDraft& draft, const Condition& condition);
 
 }  // namespace Sources::Nftables

@@ -6,6 +6,8 @@
 #include <bit>
 #include <cstdio>
 
+#include "acl/Limits.h"
+
 namespace Sources::Nftables {
 
 namespace {
@@ -14,8 +16,6 @@ using Acl::RangeOperator;
 
 constexpr uint32_t kMaxPort = 65535;
 constexpr uint32_t kMaxHops = 255;
-/// What one column of a table can carry.
-constexpr size_t kMaxPortsOctets = 60;
 
 template <size_t octets>
 using Octets = std::array<uint8_t, octets>;
@@ -128,7 +128,7 @@ std::optional<std::string> portsText(const Json& value) {
     if (!port) return std::nullopt;
     if (!text.empty()) text += ' ';
     text += *port;
-    if (text.size() > kMaxPortsOctets) return std::nullopt;
+    if (text.size() > Acl::kMaxPortsOctets) return std::nullopt;
   }
   return text;
 }

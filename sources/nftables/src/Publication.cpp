@@ -4,16 +4,15 @@
 #include <map>
 #include <unordered_map>
 
-#include "Numbering.h"
 #include "Words.h"
-#include "sources/Text.h"
+#include "acl/Limits.h"
+#include "apply/Numbering.h"
+#include "snapshot/Text.h"
 
 namespace Sources::Nftables {
 
 namespace {
 
-/// Longer names have no place in an index.
-constexpr size_t kMaxNameOctets = 100;
 /// Different lines that are said at all; a ruleset that keeps on inventing faults is told so often.
 constexpr size_t kMaxSaid = 200;
 
@@ -38,7 +37,7 @@ void addRow(AclSnapshot& acl, uint32_t sequence, Acl::UniqueId id, Row& row,
 
 }  // namespace
 
-struct Publication::PublishedRule : Numbered {
+struct Publication::PublishedRule : NumberedRule {
   Acl::UniqueId id;
   std::optional<uint64_t> packets;
 };
@@ -144,10 +143,10 @@ void Publication::nameChains(std::vector<PublishedChain>& chains, Update& update
               "nftables: " + chain->title() + ": published as '" + name +
                   "': another chain has the plain name");
     }
-    if (name.size() > kMaxNameOctets) {
+    if (name.size() > Acl::kMaxNameOctets) {
       sayOnce(update, Severity::warning,
               "nftables: " + chain->title() + ": not published: its name has more than " +
-                  std::to_string(kMaxNameOctets) + " octets");
+                  std::to_string(Acl::kMaxNameOctets) + " octets");
       continue;
     }
     for (const Acl::AclType type : aclTypes(chain->family)) taken.emplace(type, name);
@@ -164,9 +163,9 @@ void Publication::numberRules(std::vector<PublishedChain>& chains, Update& updat
     const auto found = known.find({chain.family, chain.table, chain.chain});
     static const PublishedChain kNone;
     const PublishedChain& before = found == known.end() ? kNone : *found->second;
-    const std::vector<Numbered> numbered(before.rules.begin(), before.rules.end());
-    std::vector<Numbered> rules(chain.rules.begin(), chain.rules.end());
-    if (!number(numbered, rules)) {
+    const std::vector<NumberedRule> numbered(before.rules.begin(), before.rules.end());
+    std::vector<NumberedRule> rules(chain.rules.begin(), chain.rules.end());
+    if (!Sources::numberRules(numbered, rules)) {
       update.lines.emplace_back(Severity::info,
                                 "nftables: " + chain.title() +
                                     ": no sequence number was left between two rules; all of the "

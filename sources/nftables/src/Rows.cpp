@@ -4,44 +4,14 @@
 
 #include "Conditions.h"
 #include "Words.h"
+#include "apply/Remark.h"
 
 namespace Sources::Nftables {
 
 namespace {
 
-/// What one table column can carry.
-constexpr size_t kMaxRemarkOctets = 127;
-/// What is kept for the comment beside a long list of what is not shown.
-constexpr size_t kMinCommentOctets = 48;
 /// Values are not looked into any deeper for the digest.
 constexpr size_t kMaxDepth = 64;
-
-/// What a rule does beside its columns, by kind and as text.
-class Notes {
- public:
-  explicit Notes(std::set<std::string>& kinds) : kinds_(kinds) {}
-
-  void add(const std::string& kind, const std::string& text) {
-    const bool fresh = kinds_.insert(cut(kind, kMaxRemarkOctets)).second;
-    if (!fresh && kind == text) return;
-    if (text_.size() < kMaxRemarkOctets) text_ += (text_.empty() ? "" : "; ") + text;
-  }
-  void add(const std::string& kind) { add(kind, kind); }
-
-  /// The comment and, in brackets, what the columns do not show.
-  std::string remark(std::string_view comment) const {
-    if (text_.empty()) return cut(std::string(comment), kMaxRemarkOctets);
-    const std::string kept = cut(std::string(comment), kMinCommentOctets);
-    const std::string all = std::string(comment) + " [not shown: " + text_ + "]";
-    if (!comment.empty() && all.size() <= kMaxRemarkOctets) return all;
-    const std::string opening = (kept.empty() ? "" : kept + " ") + "[not shown: ";
-    return opening + cut(text_, kMaxRemarkOctets - opening.size() - 1) + "]";
-  }
-
- private:
-  std::set<std::string>& kinds_;
-  std::string text_;
-};
 
 /// Statements that let only some packets go on to the rest of the rule.
 bool isCondition(std::string_view statement) {
@@ -55,7 +25,7 @@ bool isCondition(std::string_view statement) {
 /// One rule being read for ACLs of one type.
 class RowReader {
  public:
-  RowReader(Acl::AclType type, std::set<std::string>& kinds) : draft_(type), notes_(kinds) {}
+  explicit RowReader(Acl::AclType type) : draft_(type) {}
 
   /// Nothing when no packet of the type can match.
   std::optional<Row> read(const Json& rule, bool always) {
@@ -65,7 +35,7 @@ class RowReader {
       for (const Json& statement : *statements) take(statement);
     }
     if (draft_.impossible && !always) return std::nullopt;
-    if (!verdict_) notes_.add("no verdict");
+    if (!verdict_) remark_.add("no verdict");
     std::visit(
         [this](auto& config) {
           config.action = action_;
@@ -73,15 +43,18 @@ class RowReader {
         },
         draft_.config);
     return Row{draft_.type(), std::move(draft_.config),
-               notes_.remark(word(member(rule, "comment")))};
+               remark_.text(word(member(rule, "comment")))};
   }
+
+  /// What the columns do not show.
+  const std::set<std::string>& kinds() const { return remark_.kinds(); }
 
  private:
   void take(const Json& statement) {
     const auto [kind, content] = only(statement);
-    if (content == nullptr) return notes_.add("a statement of unknown form");
+    if (content == nullptr) return remark_.add("a statement of unknown form");
     if (counted_ && isCondition(kind)) {
-      notes_.add("conditions after the counter");
+      remark_.add("conditions after the counter");
       counted_ = false;
     }
     if (kind == "match") return takeMatch(*content);
@@ -100,21 +73,21 @@ class RowReader {
   void takeMatch(const Json& match) {
     const Condition condition(match);
     if (!show(draft_, condition)) {
-      notes_.add(condition.name.empty() ? "match" : condition.name,
-                 condition.name.empty() ? "match" : condition.text());
+      remark_.add(condition.name.empty() ? "match" : condition.name,
+                  condition.name.empty() ? "match" : condition.text());
     }
   }
 
   void takeCounter(const Json& counter) {
     counted_ = true;
-    if (!counter.is_string() && member(counter, "packets") == nullptr) notes_.add("counter map");
+    if (!counter.is_string() && member(counter, "packets") == nullptr) remark_.add("counter map");
   }
 
   void takeOther(std::string_view kind, const Json& content) {
     const std::string name(kind);
     if (kind == "jump" || kind == "goto") {
       verdict_ = true;
-      return notes_.add(
+      return remark_.add(
           name, name + " " +
                     valueText(member(content, "target") == nullptr ? content
                                                                    : *member(content, "target")));
@@ -124,13 +97,13 @@ class RowReader {
     for (const std::string_view one : kVerdicts) verdict_ = verdict_ || kind == one;
     if (kind == "vmap") {
       const Json* key = member(content, "key");
-      return notes_.add(name, key == nullptr ? name : nameOf(*key) + " vmap");
+      return remark_.add(name, key == nullptr ? name : nameOf(*key) + " vmap");
     }
     if (kind == "mangle") {
       const Json* key = member(content, "key");
-      return notes_.add("set a field", key == nullptr ? name : "set " + nameOf(*key));
+      return remark_.add("set a field", key == nullptr ? name : "set " + nameOf(*key));
     }
-    notes_.add(name);
+    remark_.add(name);
   }
 
   void verdictIs(Acl::Action action) {
@@ -138,8 +111,8 @@ class RowReader {
     action_ = action;
   }
 
-  Draft draft_;
-  Notes notes_;
+  RowDraft draft_;
+  Remark remark_;
   Acl::Action action_ = Acl::Action::permit;
   bool log_ = false;
   bool verdict_ = false;
@@ -205,11 +178,11 @@ Rule readRule(const Json& rule, Family family, std::set<std::string>& unshown) {
   for (const bool always : {false, true}) {
     if (!made.rows.empty()) break;
     for (const Acl::AclType type : aclTypes(family)) {
-      std::set<std::string> kinds;
-      auto row = RowReader(type, kinds).read(rule, always);
+      RowReader reader(type);
+      auto row = reader.read(rule, always);
       if (!row) continue;
       made.rows.push_back(std::move(*row));
-      unshown.merge(kinds);
+      unshown.insert(reader.kinds().begin(), reader.kinds().end());
     }
   }
   return made;

@@ -58,11 +58,13 @@ constexpr std::array kIcmp6Codes = {
     Symbol{"port-unreachable", 4}, Symbol{"policy-fail", 5},      Symbol{"reject-route", 6},
 };
 constexpr std::array kNetfilterFamilies = {Symbol{"ipv4", AF_INET}, Symbol{"ipv6", AF_INET6}};
-constexpr std::array kTcpFlags = {
-    Symbol{"fin", Acl::fin}, Symbol{"syn", Acl::syn}, Symbol{"rst", Acl::rst},
-    Symbol{"psh", Acl::psh}, Symbol{"ack", Acl::ack}, Symbol{"urg", Acl::urg},
-    Symbol{"ecn", 0x40},     Symbol{"cwr", 0x80},
-};
+/// Those of the tables' columns and two more.
+constexpr auto kTcpFlags = [] {
+  std::array<Symbol, Acl::kTcpFlagNames.size() + 2> symbols{{{"ecn", 0x40}, {"cwr", 0x80}}};
+  size_t next = 2;
+  for (const auto& [name, flag] : Acl::kTcpFlagNames) symbols[next++] = {name, flag};
+  return symbols;
+}();
 constexpr std::array kTrackingStates = {
     Symbol{"invalid", kStateInvalid},     Symbol{"established", kStateEstablished},
     Symbol{"related", kStateRelated},     Symbol{"new", kStateNew},

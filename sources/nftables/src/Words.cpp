@@ -71,12 +71,4 @@ std::string nameOf(const Json& expression) { return nameAt(expression, 0); }
 
 std::string valueText(const Json& value) { return textAt(value, 0); }
 
-std::string cut(std::string text, size_t octets) {
-  if (text.size() <= octets) return text;
-  size_t end = octets;
-  while (end > 0 && (static_cast<uint8_t>(text[end]) & 0xC0) == 0x80) --end;
-  text.resize(end);
-  return text;
-}
-
 }  // namespace Sources::Nftables

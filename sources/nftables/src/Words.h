@@ -15,7 +15,4 @@ std::string nameOf(const Json& expression);
 /// A value, such as "80", "10.0.0.0/8" or "{22,80-90}".
 std::string valueText(const Json& value);
 
-/// The text cut to so many octets before a whole UTF-8 character.
-std::string cut(std::string text, size_t octets);
-
 }  // namespace Sources::Nftables

@@ -35,6 +35,14 @@ enum class AclDirection : uint32_t { ingress = 0, egress = 1 };
 
 /// The bits of a filter's TCP flags.
 enum TcpFlag : uint16_t { fin = 1, syn = 2, rst = 4, psh = 8, ack = 16, urg = 32 };
+struct TcpFlagName {
+  const char* name;
+  TcpFlag flag;
+};
+inline constexpr std::array kTcpFlagNames = {
+    TcpFlagName{"fin", fin}, TcpFlagName{"syn", syn}, TcpFlagName{"rst", rst},
+    TcpFlagName{"psh", psh}, TcpFlagName{"ack", ack}, TcpFlagName{"urg", urg},
+};
 
 /// The identity of one rule within an ACL's configuration. Counters are kept under it.
 class UniqueId {

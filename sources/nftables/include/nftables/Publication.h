@@ -11,9 +11,9 @@
 #include <variant>
 #include <vector>
 
+#include "apply/Source.h"
 #include "nftables/Ruleset.h"
-#include "sources/Snapshot.h"
-#include "sources/Source.h"
+#include "snapshot/Snapshot.h"
 
 namespace Sources::Nftables {
 

@@ -18,7 +18,7 @@
 #include <variant>
 #include <vector>
 
-#include "sources/Snapshot.h"
+#include "snapshot/Snapshot.h"
 
 namespace Sources::Nftables {
 
@@ -34,7 +34,7 @@ std::span<const Acl::AclType> aclTypes(Family family);
 struct Row {
   Acl::AclType type = Acl::AclType::ipv4;
   RuleConfig config;
-  /// At most 127 octets, whole UTF-8 characters.
+  /// At most `Acl::kMaxRemarkOctets`, whole UTF-8 characters.
   std::string remark;
 };
 

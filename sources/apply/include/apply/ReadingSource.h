@@ -1,0 +1,44 @@
+#pragma once
+
+/// What the sources that read on a thread have in common: outcomes are taken, their lines logged
+/// and their content applied. What was published before a reading that fails stays.
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apply/Applier.h"
+#include "apply/ReadingThread.h"
+#include "apply/Source.h"
+
+namespace Sources {
+
+class ReadingSource : public Source {
+ public:
+  /// `name` is unique among the sources of the mount. Throws `std::system_error` where the system
+  /// has no thread or descriptor left.
+  ReadingSource(const Mount& mount, std::string name, std::unique_ptr<Reader> reader);
+
+  const std::string& name() const final { return name_; }
+  void start() override { request(false); }
+  void reload() override { request(true); }
+  std::vector<int> descriptors() const override { return {thread_.descriptor()}; }
+  void handleReadable(int descriptor) override;
+  Progress progress() const final;
+
+ protected:
+  const Mount& mount() const { return mount_; }
+  void request(bool forced) { thread_.request(forced); }
+  Reader& reader() { return thread_.reader(); }
+
+ private:
+  Mount mount_;
+  std::string name_;
+  Qel::Ptr<Applier> applier_;
+  ReadingThread thread_;
+  /// Whether the last reading that was told of failed; nothing before the first.
+  std::optional<bool> failed_;
+};
+
+}  // namespace Sources
