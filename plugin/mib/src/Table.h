@@ -10,12 +10,13 @@
 #include <type_traits>
 
 #include "Encoders.h"
+#include "acl/Limits.h"
 #include "model/AclMib.h"
 
 namespace AclSnmp {
 
 inline constexpr int kValueBuffer = 1024;
-inline constexpr int kNameBuffer = 100;
+inline constexpr int kNameBuffer = Acl::kMaxNameOctets;
 
 /// How long an encoded value may be.
 struct LengthRule {

@@ -49,9 +49,11 @@ inline constexpr Table<IpAclRuleTableEntry, 2, 20> zorlenIpAclRuleTable = {
           column<Row, &Row::destAddr>("zorlenIpAclRuleDest", "destAddr"),
           column<Row, &Row::destMask>("zorlenIpAclRuleDestMask", "destMask"),
           column<Row, &Row::sportOper>("zorlenIpAclRuleL4PortSrcOper", "sportOper"),
-          column<Row, &Row::sports>("zorlenIpAclRuleL4PortsSrc", "sports", atMost(60)),
+          column<Row, &Row::sports>("zorlenIpAclRuleL4PortsSrc", "sports",
+                                    atMost(Acl::kMaxPortsOctets)),
           column<Row, &Row::dportOper>("zorlenIpAclRuleL4PortDestOper", "dportOper"),
-          column<Row, &Row::dports>("zorlenIpAclRuleL4PortsDest", "dports", atMost(60)),
+          column<Row, &Row::dports>("zorlenIpAclRuleL4PortsDest", "dports",
+                                    atMost(Acl::kMaxPortsOctets)),
           column<Row, &Row::ttlOper>("zorlenIpAclRuleTtlOper", "ttlOper"),
           column<Row, &Row::ttlValue>("zorlenIpAclRuleTtl", "ttlValue"),
           column<Row, &Row::tracked>("zorlenIpAclRuleTracked", "tracked"),
@@ -62,7 +64,8 @@ inline constexpr Table<IpAclRuleTableEntry, 2, 20> zorlenIpAclRuleTable = {
           column<Row, &Row::icmpCode>("zorlenIpAclRuleIcmpCode", "icmpCode"),
           column<Row, &Row::action>("zorlenIpAclRuleAction", "action"),
           column<Row, &Row::log>("zorlenIpAclRuleLog", "log"),
-          column<Row, &Row::remark>("zorlenIpAclRuleRemark", "remark", atMost(127)),
+          column<Row, &Row::remark>("zorlenIpAclRuleRemark", "remark",
+                                    atMost(Acl::kMaxRemarkOctets)),
       };
     }()};
 
@@ -101,7 +104,8 @@ inline constexpr Table<MacAclRuleTableEntry, 2, 8> zorlenMacAclRuleTable = {
           column<Row, &Row::proto>("zorlenMacAclRuleProto", "proto"),
           column<Row, &Row::action>("zorlenMacAclRuleAction", "action"),
           column<Row, &Row::log>("zorlenMacAclRuleLog", "log"),
-          column<Row, &Row::remark>("zorlenMacAclRuleRemark", "remark", atMost(127)),
+          column<Row, &Row::remark>("zorlenMacAclRuleRemark", "remark",
+                                    atMost(Acl::kMaxRemarkOctets)),
       };
     }()};
 
@@ -140,9 +144,11 @@ inline constexpr Table<Ipv6AclRuleTableEntry, 2, 18> zorlenIpv6AclRuleTable = {
           column<Row, &Row::destAddr>("zorlenIpv6AclRuleDest", "destAddr", exactly(16)),
           column<Row, &Row::destMask>("zorlenIpv6AclRuleDestMask", "destMask", exactly(16)),
           column<Row, &Row::sportOper>("zorlenIpv6AclRuleL4PortSrcOper", "sportOper"),
-          column<Row, &Row::sports>("zorlenIpv6AclRuleL4PortsSrc", "sports", atMost(60)),
+          column<Row, &Row::sports>("zorlenIpv6AclRuleL4PortsSrc", "sports",
+                                    atMost(Acl::kMaxPortsOctets)),
           column<Row, &Row::dportOper>("zorlenIpv6AclRuleL4PortDestOper", "dportOper"),
-          column<Row, &Row::dports>("zorlenIpv6AclRuleL4PortsDest", "dports", atMost(60)),
+          column<Row, &Row::dports>("zorlenIpv6AclRuleL4PortsDest", "dports",
+                                    atMost(Acl::kMaxPortsOctets)),
           column<Row, &Row::hopLimitOper>("zorlenIpv6AclRuleHopLimitOper", "hopLimitOper"),
           column<Row, &Row::hopLimit>("zorlenIpv6AclRuleHopLimit", "hopLimit"),
           column<Row, &Row::filter>("zorlenIpv6AclRuleTcpFlags", "filter"),
@@ -151,7 +157,8 @@ inline constexpr Table<Ipv6AclRuleTableEntry, 2, 18> zorlenIpv6AclRuleTable = {
           column<Row, &Row::icmpCode>("zorlenIpv6AclRuleIcmpCode", "icmpCode"),
           column<Row, &Row::action>("zorlenIpv6AclRuleAction", "action"),
           column<Row, &Row::log>("zorlenIpv6AclRuleLog", "log"),
-          column<Row, &Row::remark>("zorlenIpv6AclRuleRemark", "remark", atMost(127)),
+          column<Row, &Row::remark>("zorlenIpv6AclRuleRemark", "remark",
+                                    atMost(Acl::kMaxRemarkOctets)),
       };
     }()};
 
