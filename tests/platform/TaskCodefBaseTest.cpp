@@ -241,6 +241,44 @@ TEST_F(Codef, ASchedulersTimeInsideAnotherDoesNotEndTheOuterOne) {
   EXPECT_FALSE(scheduler_->timeIsUsed());
 }
 
+TEST_F(Codef, NothingYieldsOutsideOfARun) {
+  processor_->backlogQuantumIs(0);
+  EXPECT_FALSE(processor_->taskShouldYield());
+  std::vector<bool> inside;
+  processor_->onEntry = [&] { inside.push_back(processor_->taskShouldYield()); };
+  addAll({1, 2});
+  EXPECT_EQ(processor_->processBacklog(0), 2U);
+  EXPECT_THAT(inside, ElementsAre(false, false));
+  addAll({3});
+  scheduler_->runNext();
+  EXPECT_THAT(inside, ElementsAre(false, false, true));
+  EXPECT_FALSE(processor_->taskShouldYield());
+  // Neither in another task's time.
+  const auto other = Qel::make<Mek::Task>(scheduler_, 1U, "other", [&] {
+    clock_.advance(5);
+    EXPECT_TRUE(scheduler_->timeIsUsed());
+    EXPECT_FALSE(processor_->taskShouldYield());
+  });
+  other->schedule();
+  EXPECT_EQ(scheduler_->runFor(1), 1U);
+}
+
+TEST_F(Codef, ARunInsideAnotherDoesNotEndIt) {
+  processor_->backlogQuantumIs(0.5);
+  std::vector<bool> yields;
+  processor_->onEntry = [&] {
+    if (processor_->processed.size() == 1) {
+      processor_->add(9);
+      scheduler_->runNext();
+      yields.push_back(processor_->taskShouldYield());
+    }
+  };
+  addAll({1});
+  scheduler_->runNext();
+  EXPECT_THAT(processor_->processed, ElementsAre(1, 9));
+  EXPECT_THAT(yields, ElementsAre(true));  // the outer run has used its share
+}
+
 TEST_F(Codef, ARunMayBeDelayedAndTakenBack) {
   processor_->scheduleCodefDelay(2);
   EXPECT_EQ(scheduler_->timeToNext(), 2);

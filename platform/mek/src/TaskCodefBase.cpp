@@ -1,5 +1,7 @@
 #include "mek/TaskCodefBase.h"
 
+#include <utility>
+
 namespace Mek {
 
 uint64_t CodefBaseInternal::updatesCoalesced() const {
@@ -42,14 +44,20 @@ void TaskCodefBase::scheduleCodefDelay(Qel::Seconds delay) { task_->scheduleAfte
 void TaskCodefBase::unscheduleCodef() { task_->unschedule(); }
 
 bool TaskCodefBase::taskShouldYield() const {
-  return Qel::now() - runStart_ >= backlogQuantum_ || (task_ && task_->scheduler()->timeIsUsed());
+  if (!runStart_) return false;
+  return Qel::now() - *runStart_ >= backlogQuantum_ || (task_ && task_->scheduler()->timeIsUsed());
 }
 
 void TaskCodefBase::run() {
   const Qel::Ptr<TaskCodefBase> self(this);
-  runStart_ = Qel::now();
-  const uint64_t processed = processBacklog(runStart_);
-  timeUsedInc(Qel::now() - runStart_);
+  const Qel::Seconds start = Qel::now();
+  const struct Run {
+    std::optional<Qel::Seconds>& current;
+    const std::optional<Qel::Seconds> outer;
+    ~Run() { current = outer; }
+  } run{runStart_, std::exchange(runStart_, start)};
+  const uint64_t processed = processBacklog(start);
+  timeUsedInc(Qel::now() - start);
   const uint64_t remaining = backlogSize();
   updateWorkStats(processed, remaining);
   // A processor that was torn down by its own work does not run again.

@@ -7,6 +7,7 @@
 /// in `backlogSize` what is left; while that is not zero after a run, another run follows.
 
 #include <cstdint>
+#include <optional>
 
 #include "mek/TaskScheduler.h"
 #include "qel/Entity.h"
@@ -89,7 +90,8 @@ class TaskCodefBase : public CodefBaseInternal {
   virtual void scheduleCodefDelay(Qel::Seconds delay);
   virtual void unscheduleCodef();
 
-  /// Whether the current run has used its share of time, or all runs together the scheduler's.
+  /// Whether the run under way has used its share of time, or all runs together the scheduler's.
+  /// False outside a run.
   bool taskShouldYield() const;
 
   bool hasNotificationActive() const { return notificationActive_; }
@@ -110,7 +112,7 @@ class TaskCodefBase : public CodefBaseInternal {
 
   Qel::Ptr<Task> task_;
   Qel::Seconds backlogQuantum_ = TaskScheduler::kDefaultQuantum;
-  Qel::Seconds runStart_ = 0;
+  std::optional<Qel::Seconds> runStart_;  // of the run under way
   bool taskCodefBaseInitialized_ = false;
   bool notificationActive_ = true;
   bool zombie_ = false;
