@@ -8,12 +8,28 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <chrono>
+#include <cmath>
 #include <cstring>
+#include <ctime>
 #include <limits>
 #include <vector>
 
 #include "snmp/Converters.h"
+
+namespace {
+time_t wallClockStep = 0;
+}
+
+// The wall clock as if it were set while this process runs; the other clocks as they are.
+extern "C" int clock_gettime(clockid_t clock, struct timespec* time) noexcept {
+  const auto result = static_cast<int>(syscall(SYS_clock_gettime, clock, time));
+  if (clock == CLOCK_REALTIME) time->tv_sec += wallClockStep;
+  return result;
+}
 
 namespace {
 
@@ -200,12 +216,29 @@ TEST_F(Uptime, TimeTicksAreThoseOfTheUptime) {
 /// The agent library's own start. It moves with the uptime that is set, as by an AgentX master.
 class AgentUptime : public testing::Test {
  protected:
-  ~AgentUptime() override { netsnmp_set_agent_uptime(0); }
+  ~AgentUptime() override {
+    wallClockStep = 0;
+    start(0);
+  }
+  static void start(u_long ticks) {
+    netsnmp_set_agent_uptime(ticks);
+    SnmpUtil::agentStarted();
+  }
+  /// The uptime of one time, which stays the same while the library counts on.
+  static double steadyUptime(Qel::Seconds time) {
+    const double first = NowSecondsToUptimeSeconds(time);
+    const u_long asked = netsnmp_get_agent_uptime();
+    while (netsnmp_get_agent_uptime() < asked + 3) {
+      EXPECT_EQ(NowSecondsToUptimeSeconds(time), first);
+      if (HasFailure()) break;
+    }
+    return first;
+  }
 };
 
 TEST_F(AgentUptime, IsThatOfNow) {
   for (const u_long ticks : {0UL, 123UL, 12345678UL, 4294967200UL}) {
-    netsnmp_set_agent_uptime(ticks);
+    start(ticks);
     const u_long before = netsnmp_get_agent_uptime();
     const double now = NowSecondsToUptimeSeconds(Qel::now()) * 100;
     const u_long after = netsnmp_get_agent_uptime();
@@ -218,16 +251,50 @@ TEST_F(AgentUptime, IsThatOfNow) {
 TEST_F(AgentUptime, OneTimeGivesTheSameUptimeHoweverOftenItIsAskedFor) {
   netsnmp_set_agent_uptime(5000);
   const double time = Qel::now();
-  const double first = NowSecondsToUptimeSeconds(time);
-  EXPECT_NEAR(first, 50, 1);
-  const u_long asked = netsnmp_get_agent_uptime();
-  while (netsnmp_get_agent_uptime() < asked + 3) {
-    ASSERT_EQ(NowSecondsToUptimeSeconds(time), first);
+  EXPECT_NEAR(steadyUptime(time), 50, 1);
+}
+
+TEST_F(AgentUptime, AWallClockThatIsSetLaterMovesNoTime) {
+  const auto unset = std::chrono::system_clock::now();
+  wallClockStep = 3600;
+  ASSERT_GE(std::chrono::system_clock::now() - unset, std::chrono::hours(1));
+  for (const time_t step : {3600, -3600}) {
+    wallClockStep = 0;
+    start(5000);
+    const double time = Qel::now();
+    const double before = NowSecondsToUptimeSeconds(time);
+    start(5000);
+    const double again = Qel::now();
+    wallClockStep = step;
+    // The first conversion comes after the step, and is as exact as the one before.
+    EXPECT_NEAR(steadyUptime(again), before, 0.005);
   }
 }
 
+TEST_F(AgentUptime, AStartTakenBesideASetWallClockIsKeptToo) {
+  wallClockStep = 3600;
+  netsnmp_set_agent_uptime(9000);  // not told of
+  EXPECT_NEAR(steadyUptime(Qel::now()), 90, 1);
+}
+
+TEST_F(AgentUptime, AMoveIsFollowedWhenItIsToldOrLongerThanHalfASecond) {
+  start(5000);
+  const double time = Qel::now();
+  const double first = NowSecondsToUptimeSeconds(time);
+  for (const long ticks : {-30L, 30L}) {
+    netsnmp_set_agent_uptime(static_cast<u_long>(std::floor(first * 100)) +
+                             static_cast<u_long>(ticks));
+    EXPECT_EQ(NowSecondsToUptimeSeconds(time), first);
+  }
+  SnmpUtil::agentStarted();
+  const double told = NowSecondsToUptimeSeconds(time);
+  EXPECT_NEAR(told, first + 0.3, 0.1);
+  netsnmp_set_agent_uptime(static_cast<u_long>(told * 100) + 80);
+  EXPECT_GT(NowSecondsToUptimeSeconds(time), told + 0.5);
+}
+
 TEST_F(AgentUptime, TimesBeforeTheStartAreZero) {
-  netsnmp_set_agent_uptime(5000);
+  start(5000);
   EXPECT_EQ(NowSecondsToUptimeSeconds(Qel::now() - 51), 0);
   EXPECT_GT(NowSecondsToUptimeSeconds(Qel::now() - 49), 0);
 }

@@ -21,6 +21,7 @@
 
 #include "Listen.h"
 #include "qel/Strep.h"
+#include "snmp/Converters.h"
 
 // The modules of the library's own MIBs that belong to any agent: who it is, how it is doing, who
 // may ask it (access control is begun by init_agent). Their headers are not installed.
@@ -138,6 +139,7 @@ Agent::Agent(const AgentOptions& options) : name_(options.name), listen_(options
                           options.configFile.c_str());
   }
   init_agent(name_.c_str());
+  SnmpUtil::agentStarted();
   init_system_mib();
   init_snmp_mib();
   init_sysORTable();

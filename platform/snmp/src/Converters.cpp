@@ -37,35 +37,41 @@ std::optional<Qel::Seconds>& replacedStart() {
   return start;
 }
 
-// The agent's start by the wall clock, on the framework's clock: exact unless the wall clock was
-// set since.
-Qel::Seconds startByWallClock() {
+constexpr double kTicksPerSecond = 100;
+
+// The agent's start on the framework's clock. The library keeps it for itself: it gives the uptime
+// in whole hundredths, and the start on the wall clock only, which is exact unless the wall clock
+// was set since.
+Qel::Seconds startNow() {
+  constexpr double kMargin = 1e-5;  // the library counts in whole microseconds
+  const Qel::Seconds before = Qel::now();
+  const auto uptime = static_cast<double>(netsnmp_get_agent_uptime());
+  const Qel::Seconds latest = Qel::now() - uptime / kTicksPerSecond;
+  const Qel::Seconds earliest = before - (uptime + 1) / kTicksPerSecond;
   const auto* start = static_cast<const struct timeval*>(netsnmp_get_agent_starttime());
   const double started =
       static_cast<double>(start->tv_sec) + static_cast<double>(start->tv_usec) / 1e6;
   const double wall =
       std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
-  return started - (wall - Qel::now());
+  const Qel::Seconds exact = started - (wall - Qel::now());
+  return exact >= earliest - kMargin && exact <= latest + kMargin ? exact : latest;
 }
 
-// The agent's start on the framework's clock. The library keeps it for itself: it gives the uptime
-// in whole hundredths, and the start on the wall clock only. An estimate is kept for as long as the
-// uptime bears it out, so that one time gives the same ticks whenever it is asked for.
+std::optional<Qel::Seconds>& keptStart() {
+  static std::optional<Qel::Seconds> start;
+  return start;
+}
+
+// Kept, so that one time gives the same ticks whenever it is asked for. A start that moved by more
+// than a master's rounding and delay is another session's.
 Qel::Seconds agentStart() {
-  constexpr double kTicksPerSecond = 100;
-  constexpr double kMargin = 1e-5;  // the library counts in whole microseconds
-  static Qel::Seconds kept = std::numeric_limits<double>::quiet_NaN();
+  constexpr Qel::Seconds kMoved = 0.5;
   if (replacedStart()) return *replacedStart();
-  const Qel::Seconds before = Qel::now();
-  const auto uptime = static_cast<double>(netsnmp_get_agent_uptime());
-  const Qel::Seconds latest = Qel::now() - uptime / kTicksPerSecond;
-  const Qel::Seconds earliest = before - (uptime + 1) / kTicksPerSecond;
-  const auto fits = [&](Qel::Seconds start) {
-    return start >= earliest - kMargin && start <= latest + kMargin;
-  };
-  if (!fits(kept)) kept = startByWallClock();
-  if (!fits(kept)) kept = latest;
-  return kept;
+  std::optional<Qel::Seconds>& kept = keptStart();
+  const Qel::Seconds latest =
+      Qel::now() - static_cast<double>(netsnmp_get_agent_uptime()) / kTicksPerSecond;
+  if (!kept || std::abs(latest - *kept) > kMoved) kept = startNow();
+  return *kept;
 }
 
 }  // namespace
@@ -113,6 +119,7 @@ int NowSecondsToUptimeTimeTicksF::operator()(double time, unsigned char* buffer,
   return writeValue(SecondsToTimeTicks(NowSecondsToUptimeSeconds(time)), buffer, size);
 }
 
+void SnmpUtil::agentStarted() { keptStart() = startNow(); }
 void SnmpUtil::agentStartIs(std::optional<Qel::Seconds> start) { replacedStart() = start; }
 
 double NowSecondsToUptimeSeconds(double time) {

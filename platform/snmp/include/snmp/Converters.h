@@ -50,6 +50,10 @@ struct NowSecondsToUptimeTimeTicksF {
 double NowSecondsToUptimeSeconds(double time);
 
 namespace SnmpUtil {
+/// Takes the agent's start from the library, to be kept: call it right after the library's start,
+/// and when a new session with a master moved it. Otherwise it is taken at the first conversion,
+/// and again when it is seen to have moved by more than half a second.
+void agentStarted();
 /// Replaces the agent's start on the framework's clock, for tests; nothing restores the agent's
 /// own.
 void agentStartIs(std::optional<Qel::Seconds> start);
