@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "acl/Config.h"
@@ -140,6 +141,32 @@ TEST_F(NamedCollections, ACallbackMayDeleteAheadOfDelAll) {
   watcher_.action = [this] { config_->aclDel("b"); };
   config_->aclDelAll();
   EXPECT_THAT(watcher_.log, ElementsAre("-a", "-b", "-c"));
+}
+
+TEST_F(NamedCollections, AnObserverMayDropTheMemberThatCame) {
+  // A name too long to be kept inside the object: the next observer would read freed memory.
+  const std::string name(100, 'n');
+  Watcher second(config_);
+  auto member = acl(name.c_str());
+  bool done = false;
+  watcher_.action = [&] {
+    if (std::exchange(done, true)) return;
+    member = nullptr;
+    config_->aclDel(name.c_str());
+  };
+  config_->aclIs(member);
+  EXPECT_THAT(watcher_.log, ElementsAre("+" + name, "-" + name));
+  EXPECT_THAT(second.log, ElementsAre("-" + name, "-" + name));
+  // The same when it is told of by the member's own name. The action rests meanwhile.
+  config_->aclIs(acl(name.c_str()));
+  second.log.clear();
+  done = false;
+  watcher_.action = [&] {
+    if (std::exchange(done, true)) return;
+    config_->aclDel(name.c_str());
+  };
+  config_->aclNotify(config_->acl().find(name.c_str())->acl->name());
+  EXPECT_THAT(second.log, ElementsAre("-" + name, "-" + name));
 }
 
 TEST_F(NamedCollections, NewAclIsSilent) {

@@ -1,4 +1,5 @@
 #include <limits>
+#include <memory>
 #include <new>
 
 #include "Fixtures.h"
@@ -254,6 +255,22 @@ TYPED_TEST(Table, AnObserverMayDeleteTheRowThatCame) {
   EXPECT_EQ(row->aclConfig(), this->config_);
   EXPECT_EQ(TypeParam::size(*this->mib_), 0U);
   EXPECT_THAT(this->log_.take(), ElementsAre(this->line('+', "a"), this->line('-', "a")));
+}
+
+TYPED_TEST(Table, AnObserverMayDropTheCallersKeyAndTheRowThatCame) {
+  // A name too long to be kept inside the object: the next observer would read freed memory.
+  const std::string name(100, 'n');
+  MibLog second(this->mib_);
+  auto key = std::make_unique<typename TypeParam::Key>(this->key(name.c_str()));
+  this->log_.action = [&](const std::string& line) {
+    if (line != this->line('+', name.c_str())) return;
+    TypeParam::del(*this->mib_, *key);
+    key.reset();
+  };
+  TypeParam::is(*this->mib_, *key, this->config_);
+  const std::string gone = this->line('-', name.c_str());
+  EXPECT_THAT(this->log_.take(), ElementsAre(this->line('+', name.c_str()), gone));
+  EXPECT_THAT(second.take(), ElementsAre(gone, gone));
 }
 
 TYPED_TEST(Table, NotifyTellsEveryObserverWithoutAChange) {

@@ -60,11 +60,10 @@ class NamedCollection : public Qel::Entity {
     return *acl_.find(acl->name());
   }
   /// Removes the member of a name and returns it; null, and no notification, when there is none.
-  MemberPtr aclDel(const Qel::Name& name) {
-    const Qel::Name key = name;
-    const auto removed = acl_.take(key);
+  MemberPtr aclDel(Qel::Name name) {
+    const auto removed = acl_.take(name);
     if (!removed) return nullptr;
-    aclNotify(key);
+    aclNotify(std::move(name));
     return removed->acl;
   }
   void aclDel(const AclIterator& position) { aclDel(position.key()); }
@@ -72,7 +71,8 @@ class NamedCollection : public Qel::Entity {
   void aclDelAll() {
     for (auto it = acl_.begin(); it; ++it) aclDel(it);
   }
-  void aclNotify(const Qel::Name& name) const {
+  /// The name is the caller's to lose: an observer may end the member that it came from.
+  void aclNotify(Qel::Name name) const {
     this->template notify<NotifieeConst>([&name](NotifieeConst& n) { n.onAcl(name); });
   }
 

@@ -118,7 +118,8 @@ class AclMib : public Qel::Entity {
       return present;
     }
     const auto made = newEntry<Entry>(key, aclConfig, extra...);
-    entryNotify<Entry>(key);
+    // The row's own key, here and below: the argument may end with what an observer removes.
+    entryNotify<Entry>(keyOf(*made));
     return made;
   }
   template <class Entry>
@@ -132,7 +133,6 @@ class AclMib : public Qel::Entity {
         std::get<LatestChanges<Entry>>(latestChanges_).changes.erase(keyOf(**removed).aclName());
       }
     }
-    // The removed row's own key: the argument may be gone with the row.
     entryNotify<Entry>(keyOf(**removed));
     return *removed;
   }
