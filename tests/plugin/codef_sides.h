@@ -18,11 +18,12 @@ struct ConfigSide {
   static constexpr const char* kType = "AclSnmp::AclSnmpTypeConfigCodef";
   static constexpr const char* kHandle =
       "void AclSnmp::AclSnmpTypeConfigCodef::handleAclConfig(Qel::Name)";
-  static auto member(const char* name) { return acl(name, Acl::mac()); }
+  static auto member(const Qel::Name& name) { return acl(name, Acl::mac()); }
   static auto in(const Codef& codef) { return codef.cfgIn(); }
   static auto out(const Codef& codef) { return codef.cfgOut(); }
   static void inIs(Codef& codef, const Ptr<const Input>& in) { codef.cfgInIs(in); }
   static auto inDel(Codef& codef) { return codef.cfgInDel(); }
+  static void newIn(Codef& codef, const Ptr<const Input>& in) { codef.newCfgIn(in); }
   static void handle(Codef& codef, const char* name) { codef.handleAclConfig(name); }
   static constexpr auto kMake = &AclSnmp::AclSnmpTypeConfigCodefIs;
   static constexpr auto kFactory = &AclSnmp::aclSnmpTypeConfigCodefFactory;
@@ -36,11 +37,12 @@ struct StatusSide {
   static constexpr const char* kType = "AclSnmp::AclSnmpTypeStatusCodef";
   static constexpr const char* kHandle =
       "void AclSnmp::AclSnmpTypeStatusCodef::handleAclStatus(Qel::Name)";
-  static auto member(const char* name) { return Qel::make<Acl::AclStatus>(name); }
+  static auto member(const Qel::Name& name) { return Qel::make<Acl::AclStatus>(name); }
   static auto in(const Codef& codef) { return codef.statusIn(); }
   static auto out(const Codef& codef) { return codef.statusOut(); }
   static void inIs(Codef& codef, const Ptr<const Input>& in) { codef.statusInIs(in); }
   static auto inDel(Codef& codef) { return codef.statusInDel(); }
+  static void newIn(Codef& codef, const Ptr<const Input>& in) { codef.newStatusIn(in); }
   static void handle(Codef& codef, const char* name) { codef.handleAclStatus(name); }
   static constexpr auto kMake = &AclSnmp::AclSnmpTypeStatusCodefIs;
   static constexpr auto kFactory = &AclSnmp::aclSnmpTypeStatusCodefFactory;

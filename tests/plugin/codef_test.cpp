@@ -259,6 +259,103 @@ TYPED_TEST(CodefTest, AnUninitializedProcessorTakesNothing) {
   EXPECT_THAT(this->log_.take(), IsEmpty());
 }
 
+TYPED_TEST(CodefTest, ANameTakenOutOfTheBacklogDuringARunIsNotTakenByIt) {
+  const auto order = this->hashOrder({"a", "b", "c", "d"});
+  for (size_t out = 1; out < order.size(); ++out) {
+    this->in_ = Qel::make<typename TypeParam::Input>("in", Acl::mac());
+    this->mirror_->aclDelAll();
+    this->makeWith({"a", "b", "c", "d"});
+    this->log_.take();
+    this->log_.action = [&](const std::string& line) {
+      if (line == this->plus(order[0])) this->codef_->backlogDel(order[out]);
+    };
+    EXPECT_EQ(this->run(), 3U);
+    Strings expected;
+    for (size_t i = 0; i < 4; ++i) {
+      if (i != out) expected.push_back(this->plus(order[i]));
+    }
+    EXPECT_EQ(this->log_.take(), expected);
+    this->log_.action = {};
+  }
+}
+
+TYPED_TEST(CodefTest, TheBacklogMayBeEmptiedDuringARun) {
+  this->makeWith({"a", "b", "c"});
+  this->codef_->bookmarkIs("x");
+  this->log_.action = [this](const std::string&) { this->codef_->backlogDelAll(); };
+  EXPECT_EQ(this->run(), 1U);
+  EXPECT_EQ(this->log_.take().size(), 1U);
+  EXPECT_EQ(this->codef_->bookmark(), Qel::Name("x"));
+}
+
+TYPED_TEST(CodefTest, AnEntryLeavesTheBacklogBeforeTheMirrorChanges) {
+  this->makeWith({"a"});
+  this->run();
+  this->in_->aclNotify("a");
+  std::vector<uint64_t> pending;
+  this->log_.take();
+  this->log_.action = [&](const std::string&) { pending.push_back(this->codef_->backlogSize()); };
+  this->run();
+  EXPECT_THAT(this->log_.take(), ElementsAre("-a", "+a"));
+  EXPECT_THAT(pending, ElementsAre(0, 0));
+}
+
+TYPED_TEST(CodefTest, ARunStandsAtTheNextEntryBeforeTheMirrorChanges) {
+  // What comes between an entry and the next one while the former is taken waits for the wrap.
+  const auto order = this->hashOrder({"a", "b", "c"});
+  this->make();
+  for (const Qel::Name& name : {order[0], order[2]}) this->in_->aclIs(TypeParam::member(name));
+  this->log_.action = [&](const std::string& line) {
+    if (line == this->plus(order[0])) this->in_->aclIs(TypeParam::member(order[1]));
+  };
+  EXPECT_EQ(this->run(), 3U);
+  EXPECT_THAT(this->log_.take(),
+              ElementsAre(this->plus(order[0]), this->plus(order[2]), this->plus(order[1])));
+}
+
+TYPED_TEST(CodefTest, BothSidesAreLookedUpBeforeTheMirrorChanges) {
+  this->makeWith({"a"});
+  this->run();
+  const auto first = this->in_->acl("a");
+  this->in_->aclNotify("a");
+  this->log_.take();
+  std::vector<bool> wasFirst;
+  this->log_.action = [&](const std::string& line) {
+    if (line == "-a" && wasFirst.empty()) this->add({"a"});  // another object
+    if (line == "+a") wasFirst.push_back(this->mirror_->acl("a") == first);
+  };
+  EXPECT_EQ(this->run(), 2U);
+  EXPECT_THAT(this->log_.take(), ElementsAre("-a", "+a", "-a", "+a"));
+  EXPECT_THAT(wasFirst, ElementsAre(true, false));
+}
+
+TYPED_TEST(CodefTest, AProcessingOutsideOfARunTakesEverything) {
+  this->makeWith({"a", "b", "c"});
+  this->codef_->backlogQuantumIs(0);
+  EXPECT_FALSE(this->codef_->taskShouldYield());
+  EXPECT_EQ(this->codef_->processBacklog(0), 3U);
+  EXPECT_FALSE(this->codef_->taskShouldYield());
+  this->expectMirrorEqualsInput();
+}
+
+TYPED_TEST(CodefTest, ANewReactorTakesThePlaceOfTheOldOne) {
+  this->make();
+  const auto other = Qel::make<typename TypeParam::Input>("other", Acl::ipv6());
+  other->aclIs(TypeParam::member("x"));
+  TypeParam::newIn(*this->codef_, other);
+  EXPECT_EQ(TypeParam::in(*this->codef_), other);
+  EXPECT_EQ(this->codef_->type(), Acl::ipv6());
+  EXPECT_EQ(this->in_->notifieeList().size(), 0U);
+  EXPECT_EQ(other->notifieeList().size(), 1U);
+  EXPECT_EQ(this->codef_->backlogSize(), 0U);
+  other->aclNotify("x");
+  EXPECT_THAT(this->backlog(), ElementsAre("x"));
+  this->codef_->hasNotificationActiveIs(false);
+  TypeParam::newIn(*this->codef_, this->in_);
+  this->add({"y"});
+  EXPECT_THAT(this->backlog(), ElementsAre("x"));
+}
+
 TYPED_TEST(CodefTest, DeathTestInitializationComesOnceAndFirst) {
   this->make();
   EXPECT_DEATH(this->codef_->handleInitialized(), "Assertion '!initialized\\(\\)' failed");

@@ -125,6 +125,51 @@ TEST_F(CodefTraces, AnAclOnBothSidesIsTracedBetweenItsRemovalAndItsReturn) {
   EXPECT_EQ(traces_.traced().size(), 3U);
 }
 
+TEST_F(CodefTraces, EachStepIsToldBeforeItIsTakenAndADeletionAfter) {
+  configs_->aclIs(acl("a", Acl::ipv4()));
+  std::vector<std::string> states;
+  const auto noteAt = [&](const std::string& ending, const std::function<std::string()>& state) {
+    traces_.action = [&states, ending, state](const std::string& message) {
+      if (message.ends_with(ending)) states.push_back(ending + ": " + state());
+    };
+  };
+  AclSnmp::AclSnmpTypeConfigCodef* codef = nullptr;
+  const auto pending = [&] { return std::to_string(codef->backlogSize()); };
+  const auto mirrored = [&] { return std::to_string(configMirror_->acl().size()); };
+  const auto held = AclSnmp::AclSnmpTypeConfigCodefIs(scheduler_, 2, "t", configs_, configMirror_);
+  codef = held.get();
+  codef->backlogDelAll();
+  noteAt("Adding a config to backlog", pending);
+  codef->handleAclConfig("a");
+  noteAt("Added acl a", mirrored);
+  scheduler_->runNext();
+  configs_->aclDel("a");
+  noteAt("Deleted acl a", mirrored);
+  scheduler_->runNext();
+  EXPECT_THAT(states,
+              ElementsAre("Adding a config to backlog: 0", "Added acl a: 0", "Deleted acl a: 0"));
+  // The entry into a run comes before everything.
+  codef->handleAclConfig("a");
+  noteAt("const Qel::Seconds&)", pending);
+  states.clear();
+  scheduler_->runNext();
+  EXPECT_THAT(states, ElementsAre("const Qel::Seconds&): 1"));
+}
+
+TEST_F(CodefTraces, DeathTestAHandlerTellsItsEntryBeforeItAsserts) {
+  const auto codef = AclSnmp::AclSnmpTypeConfigCodefIs(scheduler_, 2, "t", configs_, configMirror_);
+  const auto aloud = [](const std::function<void()>& act) {
+    Qel::traceSinkIs({});
+    Qel::traceSettingsIs("AclSnmpTypeCodef=7");
+    act();
+  };
+  EXPECT_DEATH(aloud([&] { codef->handleInitialized(); }),
+               "Codef::handleInitialized\\(\\)\n.*Assertion '!initialized\\(\\)' failed");
+  codef->initializedIs(false);
+  EXPECT_DEATH(aloud([&] { codef->handleAclConfig("a"); }),
+               "Codef::handleAclConfig\\(Qel::Name\\)\n.*Assertion 'initialized\\(\\)' failed");
+}
+
 TEST_F(CodefTraces, AclsThatAreThereAtTheStartAreQueuedInTheOrderOfTheirNames) {
   for (const char* name : {"c", "a", "b"}) {
     configs_->aclIs(acl(name, Acl::ipv4()));

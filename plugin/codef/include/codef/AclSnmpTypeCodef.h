@@ -44,19 +44,27 @@ struct TypeStatusCodefTraits {
 /// Mirrors an ACL agent's configurations of one type.
 class AclSnmpTypeConfigCodef final : public TypeCodef<TypeConfigCodefTraits> {
  public:
-  using QelCfgIn = Reactor;
+  /// What watches the input.
+  class QelCfgIn final : public Reactor {
+   public:
+    using Reactor::Reactor;
+  };
 
   /// A null input is none; a null scheduler throws `Qel::RangeException`.
   AclSnmpTypeConfigCodef(const Qel::Ptr<Mek::TaskScheduler>& taskScheduler,
                          Mek::TaskPriority taskPriority, Qel::String8 taskName,
                          const Qel::Ptr<const Acl::AclTypeConfig>& cfgIn,
                          const Qel::Ptr<AclSnmpTypeConfig>& cfgOut)
-      : TypeCodef(taskScheduler, taskPriority, taskName, cfgIn, cfgOut) {}
+      : TypeCodef(taskScheduler, taskPriority, taskName, cfgOut) {
+    start<QelCfgIn>(cfgIn);
+  }
   Qel::String8 fwkType() const override { return "AclSnmp::AclSnmpTypeConfigCodef"; }
 
   Qel::Ptr<const Acl::AclTypeConfig> cfgIn() const { return InputPtr(input()); }
   const Qel::Ptr<AclSnmpTypeConfig>& cfgOut() const { return output(); }
-  void cfgInIs(const Qel::Ptr<const Acl::AclTypeConfig>& cfgIn) { inputIs(cfgIn); }
+  void cfgInIs(const Qel::Ptr<const Acl::AclTypeConfig>& cfgIn) { inputIs<QelCfgIn>(cfgIn); }
+  /// Watches the input through a new reactor, in place of any other. Nothing is queued.
+  void newCfgIn(const Qel::Ptr<const Acl::AclTypeConfig>& cfgIn) { newReactor<QelCfgIn>(cfgIn); }
   /// Disconnects and returns the old input.
   Qel::Ptr<const Acl::AclTypeConfig> cfgInDel() { return inputDel(); }
   void handleInitialized() { TypeCodef::handleInitialized(); }
@@ -66,18 +74,28 @@ class AclSnmpTypeConfigCodef final : public TypeCodef<TypeConfigCodefTraits> {
 /// Mirrors an ACL agent's statuses of one type.
 class AclSnmpTypeStatusCodef final : public TypeCodef<TypeStatusCodefTraits> {
  public:
-  using QelStatusIn = Reactor;
+  class QelStatusIn final : public Reactor {
+   public:
+    using Reactor::Reactor;
+  };
 
   AclSnmpTypeStatusCodef(const Qel::Ptr<Mek::TaskScheduler>& taskScheduler,
                          Mek::TaskPriority taskPriority, Qel::String8 taskName,
                          const Qel::Ptr<const Acl::AclTypeStatus>& statusIn,
                          const Qel::Ptr<AclSnmpTypeStatus>& statusOut)
-      : TypeCodef(taskScheduler, taskPriority, taskName, statusIn, statusOut) {}
+      : TypeCodef(taskScheduler, taskPriority, taskName, statusOut) {
+    start<QelStatusIn>(statusIn);
+  }
   Qel::String8 fwkType() const override { return "AclSnmp::AclSnmpTypeStatusCodef"; }
 
   Qel::Ptr<const Acl::AclTypeStatus> statusIn() const { return InputPtr(input()); }
   const Qel::Ptr<AclSnmpTypeStatus>& statusOut() const { return output(); }
-  void statusInIs(const Qel::Ptr<const Acl::AclTypeStatus>& statusIn) { inputIs(statusIn); }
+  void statusInIs(const Qel::Ptr<const Acl::AclTypeStatus>& statusIn) {
+    inputIs<QelStatusIn>(statusIn);
+  }
+  void newStatusIn(const Qel::Ptr<const Acl::AclTypeStatus>& statusIn) {
+    newReactor<QelStatusIn>(statusIn);
+  }
   Qel::Ptr<const Acl::AclTypeStatus> statusInDel() { return inputDel(); }
   void handleInitialized() { TypeCodef::handleInitialized(); }
   void handleAclStatus(Qel::Name name) { handleAcl(name); }

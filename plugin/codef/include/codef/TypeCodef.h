@@ -97,9 +97,26 @@ class TypeCodef : public Mek::TaskCodefBase {
 
  protected:
   TypeCodef(const Qel::Ptr<Mek::TaskScheduler>& taskScheduler, Mek::TaskPriority taskPriority,
-            const Qel::String8& taskName, const InputPtr& in, OutputPtr out)
-      : TaskCodefBase(taskScheduler, taskPriority, taskName), output_(std::move(out)) {
-    if (in) newReactor(in);
+            const Qel::String8& taskName, OutputPtr out)
+      : TaskCodefBase(taskScheduler, taskPriority, taskName), output_(std::move(out)) {}
+
+  /// Forwards each change of the input's collection. Each processor has one under its own name.
+  class Reactor : public Input::NotifieeConst {
+   public:
+    Reactor(TypeCodef* owner, const InputPtr& in) : owner_(owner) { this->notifierIs(in); }
+    using Input::NotifieeConst::onAcl;
+    void onAcl(Qel::Name name) override {
+      if (!this->isZombie()) owner_->handleAcl(name);
+    }
+
+   private:
+    TypeCodef* owner_;
+  };
+
+  /// The end of construction.
+  template <class ReactorT>
+  void start(const InputPtr& in) {
+    if (in) newReactor<ReactorT>(in);
     handleInitialized();
   }
 
@@ -107,6 +124,7 @@ class TypeCodef : public Mek::TaskCodefBase {
   const OutputPtr& output() const { return output_; }
 
   /// Replaces the input; null disconnects. Nothing is queued.
+  template <class ReactorT>
   void inputIs(const InputPtr& in) {
     if (in.get() == input()) return;
     if (!in) {
@@ -114,8 +132,14 @@ class TypeCodef : public Mek::TaskCodefBase {
     } else if (reactor_) {
       reactor_->notifierIs(in);
     } else {
-      newReactor(in);
+      newReactor<ReactorT>(in);
     }
+  }
+  template <class ReactorT>
+  void newReactor(const InputPtr& in) {
+    reactor_ = std::make_unique<ReactorT>(this, in);
+    reactor_->hasNotificationActiveIs(hasNotificationActive());
+    reactor_->qelDoZombieReactors(isZombie());
   }
   InputPtr inputDel() {
     const InputPtr previous(input());
@@ -153,29 +177,10 @@ class TypeCodef : public Mek::TaskCodefBase {
     scheduleCodef();
   }
 
-  /// Forwards each change of the input's collection.
-  class Reactor final : public Input::NotifieeConst {
-   public:
-    Reactor(TypeCodef* owner, const InputPtr& in) : owner_(owner) { this->notifierIs(in); }
-    using Input::NotifieeConst::onAcl;
-    void onAcl(Qel::Name name) override {
-      if (!this->isZombie()) owner_->handleAcl(name);
-    }
-
-   private:
-    TypeCodef* owner_;
-  };
-
  private:
   template <class CodefT, class InputT, class OutputT>
   friend uint64_t doProcessing(CodefT& codef, const Qel::Ptr<const InputT>& in,
                                const Qel::Ptr<OutputT>& out, const Qel::Seconds& startTime);
-
-  void newReactor(const InputPtr& in) {
-    reactor_ = std::make_unique<Reactor>(this, in);
-    reactor_->hasNotificationActiveIs(hasNotificationActive());
-    reactor_->qelDoZombieReactors(isZombie());
-  }
 
   static void entryTrace(const char* signature, int line) {
     const Qel::Site site{kCodefSource, line, signature};
@@ -207,6 +212,11 @@ uint64_t doProcessing(CodefT& codef, const Qel::Ptr<const InputT>& in, const Qel
     if (it.atEnd()) it = codef.backlog().begin();
     if (it.atEnd()) break;
     const Qel::Name name = it.key();
+    // An observer may have taken it out of the backlog since the walk got there.
+    if (!codef.backlog().contains(name)) {
+      ++it;
+      continue;
+    }
     if (count != 0 && codef.taskShouldYield()) {
       codef.bookmarkIs(name);
       break;

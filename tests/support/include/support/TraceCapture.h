@@ -4,6 +4,7 @@
 /// asked and put back to 0 afterwards.
 
 #include <algorithm>
+#include <functional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -38,6 +39,7 @@ class TraceCapture {
       traced_.push_back({std::string(record.handle), record.level, std::string(record.message)});
       sources_.emplace_back(record.site.source);
       functions_.emplace_back(record.site.function);
+      if (action) action(traced_.back().message);
     });
   }
   ~TraceCapture() {
@@ -46,6 +48,9 @@ class TraceCapture {
   }
   TraceCapture(const TraceCapture&) = delete;
   TraceCapture& operator=(const TraceCapture&) = delete;
+
+  /// What a test does at the moment of a trace, with its message. May not throw.
+  std::function<void(const std::string&)> action;
 
   const std::vector<Traced>& traced() const { return traced_; }
   const std::vector<std::string>& sources() const { return sources_; }
