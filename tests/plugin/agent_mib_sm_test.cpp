@@ -243,6 +243,53 @@ TEST_F(MibSmWhole, AProcessorNeedsItsInput) {
                   "AclSnmp::AclMibSm::aclSnmpTypeStatusCodef not allowed\""));
 }
 
+TYPED_TEST(MibSm, NullArgumentsAreRefusedWhetherOrNotTheMemberIsThere) {
+  constexpr Acl::AclType type = TypeParam::kType;
+  const auto nullText = ThrowsMessage<Qel::RangeException>("null ValidPtr");
+  const auto typeConfig = this->config_->typeConfig(type);
+  const auto typeStatus = Qel::make<Acl::AclTypeStatus>("s", type);
+  const auto configMirror = Qel::make<AclSnmpTypeConfig>("c", type);
+  const auto statusMirror = Qel::make<AclSnmpTypeStatus>("s", type);
+  this->make();
+  for (const bool there : {false, true}) {
+    SCOPED_TRACE(there);
+    if (there) this->status_->statusIs(type);
+    AclMibSm& sm = *this->sm_;
+    const auto& scheduler = this->scheduler_;
+    EXPECT_THAT([&] { sm.aclSnmpTypeConfigCodefIs(nullptr, 2, "t", typeConfig, configMirror); },
+                nullText);
+    EXPECT_THAT([&] { sm.aclSnmpTypeConfigCodefIs(scheduler, 2, "t", typeConfig, nullptr); },
+                nullText);
+    EXPECT_THAT([&] { sm.aclSnmpTypeConfigCodefIs(scheduler, 2, "t", nullptr, configMirror); },
+                ThrowsMessage<Qel::RangeException>(testing::StartsWith("null aclSnmpType")));
+    EXPECT_THAT([&] { sm.aclSnmpTypeStatusCodefIs(nullptr, 2, "t", typeStatus, statusMirror); },
+                nullText);
+    EXPECT_THAT([&] { sm.aclSnmpTypeStatusCodefIs(scheduler, 2, "t", typeStatus, nullptr); },
+                nullText);
+    EXPECT_THAT([&] { sm.aclSnmpTypeStatusCodefIs(scheduler, 2, "t", nullptr, statusMirror); },
+                ThrowsMessage<Qel::RangeException>(testing::StartsWith("null aclSnmpType")));
+    EXPECT_THAT([&] { sm.aclTypeMibSmIs(nullptr, statusMirror, this->mib_); }, nullText);
+    EXPECT_THAT([&] { sm.aclTypeMibSmIs(configMirror, nullptr, this->mib_); }, nullText);
+    EXPECT_THAT([&] { sm.aclTypeMibSmIs(configMirror, statusMirror, nullptr); }, nullText);
+    this->expectMembers(type, there);
+  }
+}
+
+TYPED_TEST(MibSm, ItsHandlersMayBeCalledByHand) {
+  constexpr Acl::AclType type = TypeParam::kType;
+  this->make();
+  this->sm_->hasNotificationActiveIs(false);
+  this->status_->statusIs(type);
+  this->expectMembers(type, false);
+  this->sm_->handleAclTypeStatus(type);
+  this->expectMembers(type, true);
+  this->sm_->aclTypeMibSmDel(type);
+  this->mib_->aclStatusIs(nullptr);
+  this->sm_->handleInitialized();
+  this->expectMembers(type, true);
+  EXPECT_EQ(this->mib_->aclStatus(), this->status_);
+}
+
 TYPED_TEST(MibSm, ATypesMachineIsMadeFromTheSameObjectsOnly) {
   constexpr Acl::AclType type = TypeParam::kType;
   this->status_->statusIs(type);

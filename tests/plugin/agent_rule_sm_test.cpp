@@ -148,6 +148,30 @@ TYPED_TEST(RuleSm, ARuleRowThatIsThereIsNotGivenANewStatisticsRow) {
   EXPECT_EQ(keys<typename TypeParam::StatsEntry>(*this->mib_), Strings{});
 }
 
+TYPED_TEST(RuleSm, AChangeMeetsAStatisticsRowWithoutItsRuleRow) {
+  this->make();
+  this->sm_->statusIs(this->status_);
+  const auto stats = this->statsRow(10);
+  stats->aclStatusIs(nullptr);
+  this->mib_->template entryDel<typename TypeParam::RuleEntry>({"b", 10});
+  // A rule that comes at the time of the row that stayed takes it over ...
+  this->log_.take();
+  this->sub_->ruleBySequenceNotify(10);
+  EXPECT_THAT(this->log_.take(), ElementsAre(this->rule('+', "b 10")));
+  EXPECT_EQ(this->statsRow(10), stats);
+  EXPECT_EQ(stats->aclStatus(), this->status_);
+  // ... and at another time meets a row of other values.
+  this->mib_->template entryDel<typename TypeParam::RuleEntry>({"b", 10});
+  this->clock_.nowIs(200);
+  EXPECT_THROW(this->sub_->ruleBySequenceNotify(10), Qel::NameInUseException);
+  EXPECT_TRUE(this->ruleRow(10));
+  // A rule that goes takes the row along.
+  this->mib_->template entryDel<typename TypeParam::RuleEntry>({"b", 10});
+  this->log_.take();
+  this->sub_->ruleBySequenceDel(10);
+  EXPECT_THAT(this->log_.take(), ElementsAre(this->stats('-', "b 10")));
+}
+
 TYPED_TEST(RuleSm, RowsGoWithTheLastOfRuleAndRemark) {
   this->sub_->remarkBySequenceIs(10, {"both"});
   this->make();
@@ -317,6 +341,51 @@ TYPED_TEST(RuleSm, PointingItElsewhereRunsNoHandler) {
   EXPECT_THAT(timedBlocks(), IsEmpty());
   otherAcl->currCfgIs(subConfig({98}));
   this->expectRows({"b 98"});
+}
+
+TYPED_TEST(RuleSm, ItsRowsAreThoseOfTheNameOfItsConfiguration) {
+  this->make();
+  const auto other = acl("c", TypeParam::kType, subConfig({10}));
+  this->sm_->configIs(other);
+  this->log_.take();
+  Support::TraceCapture traces("AclSnmpSm=8");
+  other->currCfgIs(subConfig({30}));
+  EXPECT_THAT(traces.messages(), ElementsAre("AclRuleMibSm::handleAclCurrCfg c",
+                                             "handleAclCurrCfg add rule : c : 30"));
+  EXPECT_THAT(this->log_.take(), ElementsAre(this->rule('+', "c 30"), this->stats('+', "c 30")));
+  EXPECT_EQ(this->statsRow(30, "c")->aclConfig(), other);
+  this->sm_->statusIs(this->status_);
+  EXPECT_EQ(this->statsRow(30, "c")->aclStatus(), this->status_);
+  EXPECT_EQ(this->statsRow(10)->aclStatus(), nullptr);
+  this->sm_->doClose();
+  this->expectRows({"b 10", "b 15", "b 20"});
+}
+
+TYPED_TEST(RuleSm, WithoutAConfigurationItAddsNothingAndLeavesNothing) {
+  for (const bool del : {false, true}) {
+    this->make();
+    if (del) {
+      this->sm_->configDel();
+    } else {
+      this->sm_->configIs(nullptr);
+    }
+    EXPECT_EQ(this->sm_->config(), nullptr);
+    EXPECT_EQ(this->acl_->notifieeList().size(), 0U);
+    this->sub_->ruleBySequenceIs(30, idOf(30));
+    this->sm_->statusIs(this->status_);
+    EXPECT_EQ(this->statsRow(15)->aclStatus(), this->status_);
+    this->expectRows({"b 10", "b 15", "b 20"});
+    this->sub_->remarkBySequenceDel(15);
+    this->expectRows({"b 10", "b 20"});
+    this->sm_->configIs(this->acl_);
+    this->sub_->remarkBySequenceIs(15, {"again"});
+    this->sub_->ruleBySequenceDel(30);
+    this->expectRows({"b 10", "b 15", "b 20"});
+    this->sm_->configIs(nullptr);
+    this->sm_->doClose();
+    this->expectRows({});
+    this->sm_ = nullptr;
+  }
 }
 
 TYPED_TEST(RuleSm, ItsEndLeavesTheRowsAndLetsEverythingGo) {

@@ -7,5 +7,6 @@ add_room_test(codef-test SOURCES mirror_test.cpp codef_test.cpp codef_input_test
               LINK ${STATE_ROOMS})
 add_room_test(agent-test SOURCES agent_rule_sm_test.cpp agent_rule_sm_trace_test.cpp
               agent_type_sm_test.cpp agent_mib_sm_test.cpp agent_mib_sm_end_test.cpp
-              agent_root_test.cpp agent_chain_test.cpp
+              agent_root_test.cpp agent_chain_test.cpp agent_observer_test.cpp
+              agent_order_test.cpp
               LINK ${STATE_ROOMS})

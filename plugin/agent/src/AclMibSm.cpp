@@ -46,7 +46,10 @@ class AclMibSm::QelStatus final : public Acl::Status::NotifieeConst {
  public:
   explicit QelStatus(AclMibSm* owner) : owner_(owner) {}
   using Acl::Status::NotifieeConst::onStatus;
-  void onStatus(Acl::AclType type) override { owner_->handleAclTypeStatus(type); }
+  void onStatus(Acl::AclType type) override {
+    const auto kept = Qel::keep(owner_);
+    owner_->handleAclTypeStatus(type);
+  }
 
  private:
   AclMibSm* owner_;
@@ -138,6 +141,8 @@ Qel::Ptr<AclSnmpTypeConfigCodef> AclMibSm::aclSnmpTypeConfigCodefIs(
         "null aclSnmpTypeConfigCodef_CfgIn parameter to mutator for "
         "AclSnmp::AclMibSm::aclSnmpTypeConfigCodef not allowed\"");
   }
+  Qel::validPtr(scheduler);
+  Qel::validPtr(cfgOut);
   if (const auto present = aclSnmpTypeConfigCodef(cfgIn->type())) return present;
   const auto made = Qel::validPtr(
       AclSnmpTypeConfigCodefIs(scheduler, priority, std::move(taskName), cfgIn, cfgOut));
@@ -154,6 +159,8 @@ Qel::Ptr<AclSnmpTypeStatusCodef> AclMibSm::aclSnmpTypeStatusCodefIs(
         "null aclSnmpTypeStatusCodef_StatusIn parameter to mutator for "
         "AclSnmp::AclMibSm::aclSnmpTypeStatusCodef not allowed\"");
   }
+  Qel::validPtr(scheduler);
+  Qel::validPtr(statusOut);
   if (const auto present = aclSnmpTypeStatusCodef(statusIn->type())) return present;
   const auto made = Qel::validPtr(
       AclSnmpTypeStatusCodefIs(scheduler, priority, std::move(taskName), statusIn, statusOut));
@@ -165,6 +172,8 @@ Qel::Ptr<AclTypeMibSm> AclMibSm::aclTypeMibSmIs(const Qel::Ptr<const AclSnmpType
                                                 const Qel::Ptr<const AclSnmpTypeStatus>& status,
                                                 const Qel::Ptr<AclMib>& aclMib) {
   const Acl::AclType type = Qel::validPtr(config)->type();
+  Qel::validPtr(status);
+  Qel::validPtr(aclMib);
   if (const auto present = aclTypeMibSm(type)) {
     requireSame("_config", config, present->config());
     requireSame("_status", status, present->status());

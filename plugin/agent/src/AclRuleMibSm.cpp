@@ -8,6 +8,7 @@ class AclRuleMibSm::QelConfig final : public Acl::AclConfig::NotifieeConst {
  public:
   explicit QelConfig(AclRuleMibSm* owner) : owner_(owner) {}
   void onCurrCfg() override {
+    const auto kept = Qel::keep(owner_);
     owner_->currCfgIs(notifier()->currCfg());
     owner_->handleAclCurrCfg();
   }
@@ -24,16 +25,22 @@ class AclRuleMibSm::QelCurrCfg final : public Acl::AclSubConfig::NotifieeConst {
   explicit QelCurrCfg(AclRuleMibSm* owner) : owner_(owner) {}
   using Acl::AclSubConfig::NotifieeConst::onRemarkBySequence;
   using Acl::AclSubConfig::NotifieeConst::onRuleBySequence;
-  void onRuleBySequence(uint32_t seq) override { owner_->handleAclRuleConfig(seq); }
-  void onRemarkBySequence(uint32_t seq) override { owner_->handleAclRuleConfig(seq); }
+  void onRuleBySequence(uint32_t seq) override { changed(seq); }
+  void onRemarkBySequence(uint32_t seq) override { changed(seq); }
 
  private:
+  void changed(uint32_t seq) {
+    const auto kept = Qel::keep(owner_);
+    owner_->handleAclRuleConfig(seq);
+  }
+
   AclRuleMibSm* owner_;
 };
 
 AclRuleMibSm::AclRuleMibSm(const AclConfigPtr& config, const Qel::Ptr<AclMib>& aclMib)
     : config_(Qel::validPtr(config)),
       aclMib_(Qel::validPtr(aclMib)),
+      type_(config->type()),
       snmpName_(config->name()),
       configReactor_(std::make_unique<QelConfig>(this)),
       statusReactor_(std::make_unique<QelStatus>()),
@@ -53,7 +60,7 @@ AclRuleMibSm::~AclRuleMibSm() {
 }
 
 const TableFamily& AclRuleMibSm::family() const {
-  const TableFamily* family = tableFamily(config_->type());
+  const TableFamily* family = tableFamily(type_);
   QEL_ASSERT_TEXT(family != nullptr, "config()->type() == Acl::ipv6()", kAgentSource);
   return *family;
 }
@@ -78,10 +85,12 @@ void AclRuleMibSm::currCfgIs(const SubConfigPtr& currCfg) {
 
 void AclRuleMibSm::configIs(const AclConfigPtr& config) {
   config_ = config;
-  configReactor_->notifierIs(config);
+  if (config_) {
+    type_ = config_->type();
+    snmpName_ = Snmp::String(config_->name());
+  }
+  configReactor_->notifierIs(config_);
 }
-
-void AclRuleMibSm::configDel() { configReactor_->notifierIs(nullptr); }
 
 void AclRuleMibSm::hasNotificationActiveIs(bool active) {
   active_ = active;
@@ -92,7 +101,7 @@ void AclRuleMibSm::hasNotificationActiveIs(bool active) {
 
 void AclRuleMibSm::handleInitialized() {
   const Velomark::Block block(1, __PRETTY_FUNCTION__);
-  ACLSNMP_SM_TRACE(8, "AclRuleMibSm::handleInitialized " << config_->name());
+  ACLSNMP_SM_TRACE(8, "AclRuleMibSm::handleInitialized " << snmpName_);
   initialized_ = true;
   // Any row that these walks find is one too many.
   const auto refuse = [](const AclRuleTableIndex&) {
@@ -105,22 +114,26 @@ void AclRuleMibSm::handleInitialized() {
 
 void AclRuleMibSm::handleAclCurrCfg() {
   const Velomark::Block block(1, __PRETTY_FUNCTION__);
-  ACLSNMP_SM_TRACE(8, "AclRuleMibSm::handleAclCurrCfg " << config_->name());
+  ACLSNMP_SM_TRACE(8, "AclRuleMibSm::handleAclCurrCfg " << snmpName_);
+  const unsigned closings = closings_;
+  const auto closed = [&] { return closings_ != closings; };
   const Qel::Seconds now = Qel::now();
   const SubConfigPtr current = currCfg_;
   if (current) {
-    const auto add = [&](uint32_t seq) {
-      ACLSNMP_SM_TRACE(7, "handleAclCurrCfg add rule : " << config_->name() << " : " << seq);
-      addRows(seq, now);
+    const auto addAll = [&](auto it) {
+      for (; it && !closed(); ++it) {
+        ACLSNMP_SM_TRACE(7, "handleAclCurrCfg add rule : " << snmpName_ << " : " << it.key());
+        addRows(it.key(), now);
+      }
     };
-    for (auto it = current->ruleBySequence().begin(); it; ++it) add(it.key());
-    for (auto it = current->remarkBySequence().begin(); it; ++it) add(it.key());
+    addAll(current->ruleBySequence().begin());
+    addAll(current->remarkBySequence().begin());
   }
+  if (closed()) return;
   family().forEachRule(*aclMib_, snmpName_, [&](const AclRuleTableIndex& row) {
-    if (hasSequence(row.seqId())) return;
+    if (closed() || hasSequence(row.seqId())) return;
     ACLSNMP_SM_TRACE(7, "handleAclCurrCfg delete rule : " << row);
-    family().ruleDel(*aclMib_, row);
-    family().statsDel(*aclMib_, row);
+    delRows(row);
   });
 }
 
@@ -128,12 +141,11 @@ void AclRuleMibSm::handleAclRuleConfig(uint32_t seq) {
   const Velomark::Block block(1, __PRETTY_FUNCTION__);
   ACLSNMP_SM_TRACE(8, "AclRuleMibSm::handleAclRuleConfig: " << seq);
   if (hasSequence(seq)) {
-    ACLSNMP_SM_TRACE(8, "handleAclRuleConfig add rule : " << config_->name() << " : " << seq);
+    ACLSNMP_SM_TRACE(8, "handleAclRuleConfig add rule : " << snmpName_ << " : " << seq);
     addRows(seq, Qel::now());
   } else {
-    ACLSNMP_SM_TRACE(8, "handleAclRuleConfig delete rule : " << config_->name() << " : " << seq);
-    family().ruleDel(*aclMib_, index(seq));
-    family().statsDel(*aclMib_, index(seq));
+    ACLSNMP_SM_TRACE(8, "handleAclRuleConfig delete rule : " << snmpName_ << " : " << seq);
+    delRows(index(seq));
   }
 }
 
@@ -146,7 +158,8 @@ void AclRuleMibSm::handleAclStatus() {
 
 void AclRuleMibSm::doClose() {
   const Velomark::Block block(1, __PRETTY_FUNCTION__);
-  ACLSNMP_SM_TRACE(8, "AclRuleMibSm::doClose: " << config_->name());
+  ACLSNMP_SM_TRACE(8, "AclRuleMibSm::doClose: " << snmpName_);
+  ++closings_;
   family().forEachRule(*aclMib_, snmpName_,
                        [&](const AclRuleTableIndex& row) { family().ruleDel(*aclMib_, row); });
   family().forEachStats(*aclMib_, snmpName_,
@@ -159,9 +172,20 @@ bool AclRuleMibSm::hasSequence(uint32_t seq) const {
 }
 
 void AclRuleMibSm::addRows(uint32_t seq, Qel::Seconds now) {
-  if (!family().hasRule(*aclMib_, index(seq))) {
-    family().ruleIs(*aclMib_, index(seq), config_, now, status_);
+  if (!config_ || family().hasRule(*aclMib_, index(seq))) return;
+  const unsigned closings = closings_;
+  family().ruleIs(*aclMib_, index(seq), config_, now, status_);
+  // Where an observer of the rule row closed the ACL, the statistics row came after that.
+  if (closings_ != closings && !family().hasRule(*aclMib_, index(seq))) {
+    family().statsDel(*aclMib_, index(seq));
   }
+}
+
+void AclRuleMibSm::delRows(const AclRuleTableIndex& row) {
+  const unsigned closings = closings_;
+  family().ruleDel(*aclMib_, row);
+  // Where an observer closed the ACL, a statistics row of this index would not be the machine's.
+  if (closings_ == closings) family().statsDel(*aclMib_, row);
 }
 
 }  // namespace AclSnmp

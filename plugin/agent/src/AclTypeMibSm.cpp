@@ -8,7 +8,10 @@ class AclTypeMibSm::QelConfig final : public AclSnmpTypeConfig::NotifieeConst {
  public:
   explicit QelConfig(AclTypeMibSm* owner) : owner_(owner) {}
   using AclSnmpTypeConfig::NotifieeConst::onAcl;
-  void onAcl(Qel::Name name) override { owner_->handleAclConfig(name); }
+  void onAcl(Qel::Name name) override {
+    const auto kept = Qel::keep(owner_);
+    owner_->handleAclConfig(name);
+  }
 
  private:
   AclTypeMibSm* owner_;
@@ -18,7 +21,10 @@ class AclTypeMibSm::QelStatus final : public AclSnmpTypeStatus::NotifieeConst {
  public:
   explicit QelStatus(AclTypeMibSm* owner) : owner_(owner) {}
   using AclSnmpTypeStatus::NotifieeConst::onAcl;
-  void onAcl(Qel::Name name) override { owner_->handleAclStatus(name); }
+  void onAcl(Qel::Name name) override {
+    const auto kept = Qel::keep(owner_);
+    owner_->handleAclStatus(name);
+  }
 
  private:
   AclTypeMibSm* owner_;
@@ -104,20 +110,44 @@ void AclTypeMibSm::handleAclConfig(const Qel::Name& name) {
   ACLSNMP_SM_TRACE(8, "AclTypeMibSm::handleAclConfig " << name);
   const AclConfigPtr aclConfig = config_ ? config_->acl(name) : nullptr;
   const AclStatusPtr aclStatus = status_ ? status_->acl(name) : nullptr;
-  if (aclConfig) {
-    const Snmp::String snmpName(aclConfig->name());
-    ACLSNMP_SM_TRACE(7, "handleIpAclConfig add : " << name);
-    family().aclIs(*aclMib_, snmpName, aclConfig, aclStatus);
-    aclRuleSmIs(aclConfig, aclMib_);
-    aclRuleSm(name)->statusIs(aclStatus);
+  if (const auto closing = closing_.find(name); closing != closing_.end()) {
+    closing->second = true;
+  } else if (aclConfig) {
+    add(name, aclConfig, aclStatus);
   } else {
-    ACLSNMP_SM_TRACE(7, "handleIpAclConfig del : " << name);
+    del(name);
+  }
+}
+
+void AclTypeMibSm::add(const Qel::Name& name, const AclConfigPtr& aclConfig,
+                       const AclStatusPtr& aclStatus) {
+  const Snmp::String snmpName(aclConfig->name());
+  ACLSNMP_SM_TRACE(7, "handleIpAclConfig add : " << name);
+  family().aclIs(*aclMib_, snmpName, aclConfig, aclStatus);
+  aclRuleSmIs(aclConfig, aclMib_);
+  aclRuleSm(name)->statusIs(aclStatus);
+}
+
+void AclTypeMibSm::del(const Qel::Name& name) {
+  ACLSNMP_SM_TRACE(7, "handleIpAclConfig del : " << name);
+  bool told = false;
+  {
+    const struct Closing {
+      std::map<Qel::Name, bool>& all;
+      const std::map<Qel::Name, bool>::iterator own;
+      ~Closing() { all.erase(own); }
+    } closing{closing_, closing_.emplace(name, false).first};
     family().aclDel(*aclMib_, Snmp::String(name));
     const auto ruleSm = aclRuleSm(name);
     QEL_ASSERT_TEXT(ruleSm, "ruleSm", kAgentSource);
+    // Or the rows would follow edits that observers of the deletion make.
+    ruleSm->hasNotificationActiveIs(false);
     ruleSm->doClose();
     aclRuleSmDel(name);
+    told = closing.own->second;
   }
+  // An observer of the rows may have added the ACL again.
+  if (told && config_ && config_->acl(name)) handleAclConfig(name);
 }
 
 void AclTypeMibSm::handleAclStatus(const Qel::Name& name) {
@@ -125,7 +155,7 @@ void AclTypeMibSm::handleAclStatus(const Qel::Name& name) {
   ACLSNMP_SM_TRACE(8, "AclTypeMibSm::handleAclStatus " << name);
   const AclStatusPtr aclStatus = status_ ? status_->acl(name) : nullptr;
   const AclConfigPtr aclConfig = config_ ? config_->acl(name) : nullptr;
-  if (!aclConfig) return;
+  if (!aclConfig || closing_.contains(name)) return;
   ACLSNMP_SM_TRACE(7, "handleAclStatus update : " << name);
   QEL_ASSERT_TEXT(family().aclStatusIs(*aclMib_, Snmp::String(name), aclStatus), family().rowText,
                   kAgentSource);

@@ -130,6 +130,13 @@ Ptr<T> ptrCast(const Ptr<U>& pointer) {
   return Ptr<T>(dynamic_cast<T*>(pointer.get()));
 }
 
+/// Keeps an object for the length of one of its own callbacks. One that is still being constructed
+/// has no reference yet and nobody else who could end it: null.
+template <class T>
+[[nodiscard]] Ptr<T> keep(T* object) {
+  return Ptr<T>(object->references() == 0 ? nullptr : object);
+}
+
 /// The pointer itself; a null one throws `RangeException` "null ValidPtr".
 template <class T>
 const Ptr<T>& validPtr(const Ptr<T>& pointer) {

@@ -39,7 +39,8 @@ class AclMibSm : public Qel::PtrInterface {
   // Each makes the member of a type where it is absent and returns it.
   Qel::Ptr<AclSnmpTypeConfig> codefedAclSnmpTypeConfigIs(Acl::AclType type);
   Qel::Ptr<AclSnmpTypeStatus> codefedAclSnmpTypeStatusIs(Acl::AclType type);
-  /// The type is the input's. A null input throws `Qel::RangeException`.
+  /// The type is the input's. A null argument throws `Qel::RangeException`, also where the
+  /// processor is there.
   Qel::Ptr<AclSnmpTypeConfigCodef> aclSnmpTypeConfigCodefIs(
       const Qel::Ptr<Mek::TaskScheduler>& scheduler, Mek::TaskPriority priority,
       Qel::String8 taskName, const Qel::Ptr<const Acl::AclTypeConfig>& cfgIn,
@@ -48,8 +49,8 @@ class AclMibSm : public Qel::PtrInterface {
       const Qel::Ptr<Mek::TaskScheduler>& scheduler, Mek::TaskPriority priority,
       Qel::String8 taskName, const Qel::Ptr<const Acl::AclTypeStatus>& statusIn,
       const Qel::Ptr<AclSnmpTypeStatus>& statusOut);
-  /// The type is the configuration mirror's. A machine made from other objects throws
-  /// `Qel::NameInUseException`.
+  /// The type is the configuration mirror's. A null argument throws `Qel::RangeException`, a
+  /// machine made from other objects `Qel::NameInUseException`.
   Qel::Ptr<AclTypeMibSm> aclTypeMibSmIs(const Qel::Ptr<const AclSnmpTypeConfig>& config,
                                         const Qel::Ptr<const AclSnmpTypeStatus>& status,
                                         const Qel::Ptr<AclMib>& aclMib);
@@ -65,15 +66,18 @@ class AclMibSm : public Qel::PtrInterface {
   void aclSnmpTypeStatusCodefDelAll();
   void aclTypeMibSmDelAll();
 
+  /// Takes in every type that the status has.
+  void handleInitialized();
+  /// Makes what a type needs where it is absent. A type without its configuration or its status is
+  /// a fatal assertion.
+  void handleAclTypeStatus(Acl::AclType type);
+
   bool hasNotificationActive() const { return active_; }
   /// Passed on to every per-type machine.
   void hasNotificationActiveIs(bool active);
 
  private:
   class QelStatus;
-
-  void handleInitialized();
-  void handleAclTypeStatus(Acl::AclType type);
 
   Qel::Ptr<Mek::TaskScheduler> scheduler_;
   Qel::Ptr<const Acl::Config> config_;

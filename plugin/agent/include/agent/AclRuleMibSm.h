@@ -33,16 +33,18 @@ class AclRuleMibSm : public Qel::PtrInterface {
   /// Hands the ACL's status, or null, to its statistics rows. The status it has already: nothing.
   void statusIs(const AclStatusPtr& status);
   void statusDel();
-  /// These point a reactor elsewhere; no handler runs.
+  /// These point a reactor elsewhere; no handler runs. The machine's rows are those of the last
+  /// configuration's name and type; without a configuration none are added.
   void currCfgIs(const SubConfigPtr& currCfg);
   void currCfgDel() { currCfgIs(nullptr); }
   void configIs(const AclConfigPtr& config);
-  void configDel();
+  void configDel() { configIs(nullptr); }
 
   bool hasNotificationActive() const { return active_; }
   void hasNotificationActiveIs(bool active);
 
-  /// Deletes every rule row and then every statistics row of the ACL.
+  /// Deletes every rule row and then every statistics row of the ACL. A handler that is under way,
+  /// because an observer of its rows closes the ACL, does no more.
   void doClose();
 
  private:
@@ -58,13 +60,16 @@ class AclRuleMibSm : public Qel::PtrInterface {
   const TableFamily& family() const;
   bool hasSequence(uint32_t seq) const;
   void addRows(uint32_t seq, Qel::Seconds now);
+  void delRows(const AclRuleTableIndex& row);
   AclRuleTableIndex index(uint32_t seq) const { return {snmpName_, seq}; }
 
   AclConfigPtr config_;
   Qel::Ptr<AclMib> aclMib_;
   AclStatusPtr status_;
   SubConfigPtr currCfg_;
+  Acl::AclType type_;
   Snmp::String snmpName_;
+  unsigned closings_ = 0;
   bool initialized_ = false;
   bool active_ = true;
   std::unique_ptr<QelConfig> configReactor_;

@@ -3,7 +3,12 @@
 /// The state machine of one ACL type: it keeps the type's ACL table in step with the type's mirrors
 /// and owns one `AclRuleMibSm` for each configured ACL. An ACL's row comes before its rule rows and
 /// goes before them.
+///
+/// An observer of the rows may change the mirrors. What it changes of an ACL whose rows are being
+/// deleted is taken in when they are gone. The one thing that it may not do is remove an ACL whose
+/// first rows are being made: without a rule machine that is a fatal assertion.
 
+#include <map>
 #include <memory>
 
 #include "agent/AclRuleMibSm.h"
@@ -54,6 +59,8 @@ class AclTypeMibSm : public Qel::PtrInterface {
   void handleInitialized();
   void handleAclConfig(const Qel::Name& name);
   void handleAclStatus(const Qel::Name& name);
+  void add(const Qel::Name& name, const AclConfigPtr& aclConfig, const AclStatusPtr& aclStatus);
+  void del(const Qel::Name& name);
   const TableFamily& family() const;
 
   Acl::AclType type_;
@@ -61,6 +68,8 @@ class AclTypeMibSm : public Qel::PtrInterface {
   Qel::Ptr<const AclSnmpTypeStatus> status_;
   Qel::Ptr<AclMib> aclMib_;
   AclRuleSmCollection aclRuleSm_;
+  // The ACLs whose rows are being deleted, and whether the mirror told of one meanwhile.
+  std::map<Qel::Name, bool> closing_;
   bool initialized_ = false;
   bool active_ = true;
   std::unique_ptr<QelConfig> configReactor_;
