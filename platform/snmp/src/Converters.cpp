@@ -62,18 +62,6 @@ std::optional<Qel::Seconds>& keptStart() {
   return start;
 }
 
-// Kept, so that one time gives the same ticks whenever it is asked for. A start that moved by more
-// than a master's rounding and delay is another session's.
-Qel::Seconds agentStart() {
-  constexpr Qel::Seconds kMoved = 0.5;
-  if (replacedStart()) return *replacedStart();
-  std::optional<Qel::Seconds>& kept = keptStart();
-  const Qel::Seconds latest =
-      Qel::now() - static_cast<double>(netsnmp_get_agent_uptime()) / kTicksPerSecond;
-  if (!kept || std::abs(latest - *kept) > kMoved) kept = startNow();
-  return *kept;
-}
-
 }  // namespace
 
 int BoolToAsnIntegerF::operator()(bool value, unsigned char* buffer, int size) const {
@@ -119,11 +107,23 @@ int NowSecondsToUptimeTimeTicksF::operator()(double time, unsigned char* buffer,
   return writeValue(SecondsToTimeTicks(NowSecondsToUptimeSeconds(time)), buffer, size);
 }
 
+// Kept, so that one time gives the same ticks whenever it is asked for. A start that moved by more
+// than a master's rounding and delay is another session's.
+Qel::Seconds SnmpUtil::agentStart() {
+  constexpr Qel::Seconds kMoved = 0.5;
+  if (replacedStart()) return *replacedStart();
+  std::optional<Qel::Seconds>& kept = keptStart();
+  const Qel::Seconds latest =
+      Qel::now() - static_cast<double>(netsnmp_get_agent_uptime()) / kTicksPerSecond;
+  if (!kept || std::abs(latest - *kept) > kMoved) kept = startNow();
+  return *kept;
+}
+
 void SnmpUtil::agentStarted() { keptStart() = startNow(); }
 void SnmpUtil::agentStartIs(std::optional<Qel::Seconds> start) { replacedStart() = start; }
 
 double NowSecondsToUptimeSeconds(double time) {
-  const double uptime = time - agentStart();
+  const double uptime = time - SnmpUtil::agentStart();
   return uptime > 0 ? uptime : 0;  // also where the time is not a number
 }
 

@@ -3,6 +3,8 @@
 /// The time filter of the statistics tables: a row passes when it changed at or after the request's
 /// time mark, less two ticks.
 
+#include <algorithm>
+
 #include "Call.h"
 #include "Table.h"
 
@@ -20,29 +22,36 @@ class TimeFilter {
   using Entry = typename std::remove_cvref_t<decltype(table)>::Entry;
 
  public:
-  /// Without a MIB entity every row is looked at.
-  TimeFilter(const AclMib* mib, uint32_t mark) : mib_(mib), mark_(mark) {}
+  /// Without a MIB entity every row is looked at. Every row passes mark 0: what it would be
+  /// compared with matters to a trace at most.
+  TimeFilter(const AclMib* mib, uint32_t mark)
+      : mib_(mib),
+        mark_(mark),
+        all_(mark == 0 && !mibTrace().enabled(8)),
+        start_(all_ ? 0 : SnmpUtil::agentStart()) {}
 
-  bool passes(const Entry& row) const { return passes(ticksOf(row)); }
+  bool passes(const Entry& row) const { return all_ || passes(ticksOf(row.lastUpdateTime())); }
 
   /// Moves on to the first row that passes. An ACL whose latest change is too early is passed over
   /// as a whole, unless a trace tells of each row.
   void skip(const Call& call, Iterator& row) const {
+    if (all_) return;
     const bool traced = mibTrace().enabled(2);
-    // Every row passes mark 0: what it would be compared with matters to a trace at most.
-    if (mark_ == 0 && !mibTrace().enabled(8)) return;
     const bool byAcl = mib_ != nullptr && !traced;
     if (byAcl) skipAcls(row);
     while (!row.atEnd()) {
-      const uint32_t ticks = ticksOf(*row.value());
-      const bool passed = passes(ticks);
-      if (!passed) {
-        call.trace(2, table.name, "_get_*_data_point filtered out ",
-                   static_cast<const void*>(&row));
+      const Qel::Seconds changed = row.value()->lastUpdateTime();
+      if (traced || !noneUpTo(changed)) {
+        const uint32_t ticks = ticksOf(changed);
+        const bool passed = passes(ticks);
+        if (!passed) {
+          call.trace(2, table.name, "_get_*_data_point filtered out ",
+                     static_cast<const void*>(&row));
+        }
+        call.trace(passed ? 8 : 4, table.name, "_get_*_data_point: last changed (lastUpdateTime) ",
+                   ticks, " requested value is ", mark_);
+        if (passed) return;
       }
-      call.trace(passed ? 8 : 4, table.name, "_get_*_data_point: last changed (lastUpdateTime) ",
-                 ticks, " requested value is ", mark_);
-      if (passed) return;
       const Snmp::String left = row.key().aclName();
       ++row;
       if (byAcl && !row.atEnd() && row.key().aclName() != left) skipAcls(row);
@@ -50,9 +59,8 @@ class TimeFilter {
   }
 
  private:
-  static uint32_t ticksOf(const Entry& row) {
-    return SecondsToTimeTicks(NowSecondsToUptimeSeconds(row.lastUpdateTime()));
-  }
+  Qel::Seconds uptimeAt(Qel::Seconds time) const { return std::max(0.0, time - start_); }
+  uint32_t ticksOf(Qel::Seconds changed) const { return SecondsToTimeTicks(uptimeAt(changed)); }
   bool passes(uint32_t ticks) const {
     constexpr uint32_t kSlack = 2;
     return ticks + kSlack >= mark_;
@@ -62,7 +70,7 @@ class TimeFilter {
   bool noneUpTo(Qel::Seconds time) const {
     constexpr double kTicksPerSecond = 100;
     constexpr double kMargin = 3;
-    return NowSecondsToUptimeSeconds(time) * kTicksPerSecond + kMargin < mark_;
+    return uptimeAt(time) * kTicksPerSecond + kMargin < mark_;
   }
 
   /// From a row to the first one of an ACL with a row that may pass.
@@ -77,6 +85,8 @@ class TimeFilter {
 
   const AclMib* mib_;
   const uint32_t mark_;
+  const bool all_;
+  const Qel::Seconds start_;
 };
 
 }  // namespace AclSnmp

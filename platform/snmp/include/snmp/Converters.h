@@ -54,6 +54,8 @@ namespace SnmpUtil {
 /// and when a new session with a master moved it. Otherwise it is taken at the first conversion,
 /// and again when it is seen to have moved by more than half a second.
 void agentStarted();
+/// The start that is kept, on the framework's clock: for whoever converts many times at once.
+Qel::Seconds agentStart();
 /// Replaces the agent's start on the framework's clock, for tests; nothing restores the agent's
 /// own.
 void agentStartIs(std::optional<Qel::Seconds> start);
