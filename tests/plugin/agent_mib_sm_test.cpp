@@ -164,7 +164,9 @@ TYPED_TEST(MibSm, AnotherNotificationOfATypeChangesNothing) {
 
 TYPED_TEST(MibSm, DeathTestATypeWithoutItsConfigurationOrStatus) {
   constexpr Acl::AclType type = TypeParam::kType;
-  const char* text = "Assertion 'typeConfig && typeStatus' failed";
+  const char* text =
+      "AclSnmpAgent:[0-9]+: .*AclMibSm::handleAclTypeStatus\\(Acl::AclType\\): Assertion "
+      "'typeConfig && typeStatus' failed";
   this->make();
   EXPECT_DEATH(this->status_->statusNotify(type), text);
   this->status_->statusIs(type);

@@ -23,17 +23,21 @@ TYPED_TEST_SUITE(RuleSmSays, AllTypes, TypeNames);
 Traced line(int level, const std::string& text) { return {"AclSnmpSm", level, text}; }
 
 TYPED_TEST(RuleSmSays, DeathTestRowsOfItsAclAtTheStart) {
+  const char* text =
+      "AclSnmpAgent:[0-9]+: .*AclRuleMibSm::handleInitialized\\(\\): Assertion "
+      "'iter.key\\(\\).aclName\\(\\) != snmpName' failed";
   this->mib_->template entryIs<typename TypeParam::StatsEntry>({"b", 10}, this->acl_, 1.0);
-  EXPECT_DEATH(this->make(), "Assertion 'iter.key\\(\\).aclName\\(\\) != snmpName' failed");
+  EXPECT_DEATH(this->make(), text);
   this->mib_->template entryDelAll<typename TypeParam::StatsEntry>();
   this->mib_->template entryIs<typename TypeParam::RuleEntry>({"b", 99}, this->acl_);
-  EXPECT_DEATH(this->make(), "Assertion 'iter.key\\(\\).aclName\\(\\) != snmpName' failed");
+  EXPECT_DEATH(this->make(), text);
 }
 
 TEST(RuleSmDeathTest, AnAclOfNoType) {
   const auto mib = AclSnmp::AclMibIs("mib");
   EXPECT_DEATH(Qel::make<AclRuleMibSm>(acl("b", kNoType), mib),
-               "Assertion 'config\\(\\)->type\\(\\) == Acl::ipv6\\(\\)' failed");
+               "AclSnmpAgent:[0-9]+: .*AclRuleMibSm::family\\(\\) const: Assertion "
+               "'config\\(\\)->type\\(\\) == Acl::ipv6\\(\\)' failed");
 }
 
 TYPED_TEST(RuleSmSays, TellsWhatItDoes) {

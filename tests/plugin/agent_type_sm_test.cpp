@@ -355,19 +355,24 @@ TYPED_TEST(TypeSm, IgnoresItsMirrorsWhileItsRuleMachinesGo) {
 
 TYPED_TEST(TypeSm, DeathTestRowsAtTheStart) {
   this->mib_->template entryIs<typename TypeParam::AclEntry>("other", nullptr);
-  EXPECT_DEATH(this->make(), "Assertion '!aclMib\\(\\)->" + std::string(TypeParam::kTable) +
-                                 "Tables\\(\\)' failed");
+  EXPECT_DEATH(
+      this->make(),
+      "AclSnmpAgent:[0-9]+: .*AclTypeMibSm::handleInitialized\\(\\): Assertion '!aclMib\\(\\)->" +
+          std::string(TypeParam::kTable) + "Tables\\(\\)' failed");
 }
 
 TYPED_TEST(TypeSm, DeathTestAStatusForAnAclWithoutItsRowOrItsMachine) {
   this->config_->aclIs(this->configOf("a"));
   this->make();
   this->sm_->aclRuleSmDel("a");
-  EXPECT_DEATH(this->status_->aclIs(this->statusOfA_), "Assertion 'ruleSm' failed");
-  EXPECT_DEATH(this->config_->aclDel("a"), "Assertion 'ruleSm' failed");
+  const std::string function = "AclSnmpAgent:[0-9]+: .*AclTypeMibSm::handleAcl";
+  const std::string assertion = "\\(const Qel::Name&\\): Assertion '";
+  EXPECT_DEATH(this->status_->aclIs(this->statusOfA_),
+               function + "Status" + assertion + "ruleSm' failed");
+  EXPECT_DEATH(this->config_->aclDel("a"), function + "Config" + assertion + "ruleSm' failed");
   this->mib_->template entryDelAll<typename TypeParam::AclEntry>();
-  EXPECT_DEATH(this->status_->aclIs(this->statusOfA_), "Assertion 'aclMib\\(\\)->" +
-                                                           std::string(TypeParam::kTable) +
+  EXPECT_DEATH(this->status_->aclIs(this->statusOfA_), function + "Status" + assertion +
+                                                           "aclMib\\(\\)->" + TypeParam::kTable +
                                                            "Table\\( snmpName \\)' failed");
 }
 

@@ -358,9 +358,12 @@ TYPED_TEST(CodefTest, ANewReactorTakesThePlaceOfTheOldOne) {
 
 TYPED_TEST(CodefTest, DeathTestInitializationComesOnceAndFirst) {
   this->make();
-  EXPECT_DEATH(this->codef_->handleInitialized(), "Assertion '!initialized\\(\\)' failed");
+  EXPECT_DEATH(this->codef_->handleInitialized(),
+               "AclSnmpTypeCodef:[0-9]+: .*::handleInitialized\\(\\).*: Assertion "
+               "'!initialized\\(\\)' failed");
   this->codef_->initializedIs(false);
-  EXPECT_DEATH(this->add({"a"}), "Assertion 'initialized\\(\\)' failed");
+  EXPECT_DEATH(this->add({"a"}),
+               "AclSnmpTypeCodef:[0-9]+: .*::handleAcl\\(.*: Assertion 'initialized\\(\\)' failed");
 }
 
 TYPED_TEST(CodefTest, TheBacklogTakesEntriesByHand) {
