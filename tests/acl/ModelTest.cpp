@@ -50,9 +50,9 @@ TEST(Config, TypesThatOutliveItHaveNoParent) {
   EXPECT_EQ(kept->fullName(), "mac");
 }
 
-class Watcher final : public Acl::StatusBase::NotifieeConst {
+class StatusTypeWatcher final : public Acl::StatusBase::NotifieeConst {
  public:
-  explicit Watcher(const Ptr<const Acl::StatusBase>& status) { notifierIs(status); }
+  explicit StatusTypeWatcher(const Ptr<const Acl::StatusBase>& status) { notifierIs(status); }
   using NotifieeConst::onCpStatus;
   using NotifieeConst::onStatus;
   void onStatus(AclType type) override {
@@ -70,7 +70,7 @@ class Watcher final : public Acl::StatusBase::NotifieeConst {
 TEST(Status, TypesComeAndGoWithOneNotificationEach) {
   const auto status = Qel::make<Acl::Status>("status");
   EXPECT_EQ(status->fwkType(), "Acl::Status");
-  Watcher watcher(status);
+  StatusTypeWatcher watcher(status);
   EXPECT_EQ(status->status(AclType::ipv4), nullptr);
   const auto made = status->statusIs(AclType::ipv4);
   EXPECT_EQ(status->statusIs(AclType::ipv4), made);
@@ -87,7 +87,7 @@ TEST(Status, TypesComeAndGoWithOneNotificationEach) {
 
 TEST(Status, FlagsNotifyAfterAChangeOnly) {
   const auto status = Qel::make<Acl::Status>("status");
-  Watcher watcher(status);
+  StatusTypeWatcher watcher(status);
   for (int twice = 0; twice < 2; ++twice) {
     status->dpAclSupportedIs(true);
     status->dpAclLoggingSupportedIs(true);
@@ -133,7 +133,7 @@ TEST(Status, KeepsTheControlPlanesAclsApart) {
 
 TEST(Status, TheControlPlanesAclsAndSharingNotifyAfterAChangeOnly) {
   const auto status = Qel::make<Acl::Status>("status");
-  Watcher watcher(status);
+  StatusTypeWatcher watcher(status);
   const auto cp = Qel::make<Acl::AclTypeStatus>("cp", AclType::mac);
   for (int twice = 0; twice < 2; ++twice) {
     status->cpStatusIs(cp);

@@ -23,9 +23,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::ThrowsMessage;
 
-class Watcher final : public AclTypeConfig::NotifieeConst {
+class CollectionWatcher final : public AclTypeConfig::NotifieeConst {
  public:
-  explicit Watcher(const Ptr<const AclTypeConfig>& config) { notifierIs(config); }
+  explicit CollectionWatcher(const Ptr<const AclTypeConfig>& config) { notifierIs(config); }
   using AclTypeConfig::NotifieeConst::onAcl;
   void onAcl(Name name) override {
     log.push_back((notifier()->acl(name) ? "+" : "-") + name.string().str());
@@ -44,7 +44,7 @@ class NamedCollections : public testing::Test {
   }
 
   Ptr<AclTypeConfig> config_ = Qel::make<AclTypeConfig>("ipv4", AclType::ipv4);
-  Watcher watcher_{config_};
+  CollectionWatcher watcher_{config_};
 };
 
 TEST_F(NamedCollections, AMemberStandsUnderItsOwnName) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Loop.h"
+#include "support/Sanitizer.h"
 
 namespace {
 
@@ -17,7 +18,7 @@ size_t waiting() {
 }
 
 TEST(Heap, SmallBlocksAreJoinedAsTheyAreFreed) {
-#if defined(__SANITIZE_ADDRESS__)
+#if SUPPORT_ASAN
   GTEST_SKIP() << "the heap is not glibc's";
 #endif
   EXPECT_GT(waiting(), 10000U);

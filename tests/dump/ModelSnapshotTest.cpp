@@ -14,10 +14,10 @@ using Sources::RuleCounter;
 using Sources::RuleSnapshot;
 using Sources::Snapshot;
 
-const Snapshot::Key kKey(AclType::ipv4, "a");
+const Snapshot::Key kPublishedKey(AclType::ipv4, "a");
 
 struct Published : testing::Test {
-  AclSnapshot only() const { return snapshotOf(*config, *status).acls.at(kKey); }
+  AclSnapshot only() const { return snapshotOf(*config, *status).acls.at(kPublishedKey); }
 
   Qel::Ptr<Acl::Config> config = Qel::make<Acl::Config>("config");
   Qel::Ptr<Acl::Status> status = Qel::make<Acl::Status>("status");

@@ -33,9 +33,9 @@ class Lamp : public Qel::Entity {
   QEL_VALUE_COLLECTION(Qel::HashCollection, Name, uint32_t, shade, Shade, 98)
 };
 
-class Watcher final : public Lamp::NotifieeConst {
+class LampWatcher final : public Lamp::NotifieeConst {
  public:
-  explicit Watcher(const Ptr<const Lamp>& lamp) { notifierIs(lamp); }
+  explicit LampWatcher(const Ptr<const Lamp>& lamp) { notifierIs(lamp); }
   using Lamp::NotifieeConst::onShade;
   using Lamp::NotifieeConst::onSpot;
   void onLevel() override { log.push_back("level " + std::to_string(notifier()->level())); }
@@ -52,7 +52,7 @@ class Watcher final : public Lamp::NotifieeConst {
 class Lamps : public testing::Test {
  protected:
   Ptr<Lamp> lamp_ = Qel::make<Lamp>();
-  Watcher watcher_{lamp_};
+  LampWatcher watcher_{lamp_};
 };
 
 TEST_F(Lamps, AnAttributeNotifiesAfterAChangeOnly) {

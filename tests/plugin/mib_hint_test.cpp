@@ -10,14 +10,14 @@ namespace {
 
 using testing::ElementsAreArray;
 
-constexpr double kLongAgo = 1001;
+constexpr double kBeforeTheHint = 1001;
 constexpr u_long kMark = 50;
 
 class Hint : public testing::TestWithParam<TableCase> {
  protected:
   Hint() {
     for (const char* name : {"a", "bb", "cc"}) {
-      for (const uint32_t seqId : {10U, 20U}) table().addRow(*mib, name, seqId, kLongAgo);
+      for (const uint32_t seqId : {10U, 20U}) table().addRow(*mib, name, seqId, kBeforeTheHint);
     }
   }
   const TableCase& table() const { return GetParam(); }
@@ -165,7 +165,7 @@ TEST_P(Hint, WithANameOfAnotherTypeIsRejected) {
 }
 
 TEST_P(Hint, WithANameOfNoOctetsIsAKey) {
-  for (const uint32_t seqId : {10U, 20U}) table().addRow(*mib, "", seqId, kLongAgo);
+  for (const uint32_t seqId : {10U, 20U}) table().addRow(*mib, "", seqId, kBeforeTheHint);
   addAll("", 20);
   expectStart(rowText("", 20), true, components("", "20"));
 }
@@ -219,7 +219,7 @@ TEST_P(SequenceHint, WithANumberThatDoesNotFit32BitsIsOutOfRange) {
 }
 
 TEST_P(SequenceHint, TakesTheLargestNumber) {
-  table().addRow(*mib, "bb", 4294967295U, kLongAgo);
+  table().addRow(*mib, "bb", 4294967295U, kBeforeTheHint);
   addAll("bb", 4294967295U);
   expectStart("bb 4294967295", true, components("bb", "4294967295"));
 }

@@ -10,7 +10,7 @@
 namespace MibTest {
 namespace {
 
-const Qel::String8 kDefault("");
+const Qel::String8 kDefaultContext("");
 
 using RegistrationDeathTest = AgentTest;
 
@@ -23,28 +23,29 @@ std::string assertion(const std::string& function, const std::string& expected) 
 TEST_F(RegistrationDeathTest, AMissingEntityIsFatal) {
   root->dirIs("snmp/acl")->entityDel("aclMIB");
   const std::string missing = "^Can not getEntityRelative\\( snmp/acl/aclMIB \\) for ";
-  EXPECT_DEATH(init_AclMIB(kDefault),
+  EXPECT_DEATH(init_AclMIB(kDefaultContext),
                missing + "scalar zorlenAclDpSupportFlags\\. Is this path correct\\?\n" +
                    assertion("init_AclMIB", "e_zorlenAclDpSupportFlags"));
   for (const TableCase& t : tables()) {
-    EXPECT_DEATH(t.initialize(kDefault), missing + "table " + t.name() +
-                                             "\\. Is this path correct\\?\n" +
-                                             assertion("initialize_table_" + t.name(), "e"));
+    EXPECT_DEATH(t.initialize(kDefaultContext), missing + "table " + t.name() +
+                                                    "\\. Is this path correct\\?\n" +
+                                                    assertion("initialize_table_" + t.name(), "e"));
   }
 }
 
 TEST_F(RegistrationDeathTest, WithoutAMountTheEntityIsMissing) {
   Snmp::mountPointIs(nullptr);
-  EXPECT_DEATH(init_AclMIB(kDefault), assertion("init_AclMIB", "e_zorlenAclDpSupportFlags"));
+  EXPECT_DEATH(init_AclMIB(kDefaultContext), assertion("init_AclMIB", "e_zorlenAclDpSupportFlags"));
 }
 
 TEST_F(RegistrationDeathTest, AnEntityOfAnotherTypeIsFatal) {
   root->dirIs("snmp/acl")->entityIs(Qel::make<Acl::Status>("aclMIB"));
   const std::string other = "^snmp/acl/aclMIB does not appear to be of type AclSnmp::AclMib";
-  EXPECT_DEATH(init_AclMIB(kDefault), other + " for scalar zorlenAclDpSupportFlags\\.\n" +
-                                          assertion("init_AclMIB", "ptr_zorlenAclDpSupportFlags"));
+  EXPECT_DEATH(init_AclMIB(kDefaultContext),
+               other + " for scalar zorlenAclDpSupportFlags\\.\n" +
+                   assertion("init_AclMIB", "ptr_zorlenAclDpSupportFlags"));
   for (const TableCase& t : tables()) {
-    EXPECT_DEATH(t.initialize(kDefault),
+    EXPECT_DEATH(t.initialize(kDefaultContext),
                  other + "\\.\n" + assertion("initialize_table_" + t.name(), "ptr"));
   }
 }
@@ -53,8 +54,8 @@ TEST_F(RegistrationDeathTest, ASecondRegistrationOfATableIsFatal) {
   for (const TableCase& t : tables()) {
     EXPECT_DEATH(
         {
-          t.initialize(kDefault);
-          t.initialize(kDefault);
+          t.initialize(kDefaultContext);
+          t.initialize(kDefaultContext);
         },
         assertion("initialize_table_" + t.name(), "result == 0"));
   }
@@ -63,8 +64,8 @@ TEST_F(RegistrationDeathTest, ASecondRegistrationOfATableIsFatal) {
 /// Tells at the abort what the default context's lists hold.
 void countAtAbort(int) {
   std::fprintf(stderr, "%zu registrations, %zu column records\n",
-               AclSnmp::handlerRegistrationsByContext[kDefault].size(),
-               AclSnmp::columnInfosByContext[kDefault].size());
+               AclSnmp::handlerRegistrationsByContext[kDefaultContext].size(),
+               AclSnmp::columnInfosByContext[kDefaultContext].size());
   std::_Exit(1);
 }
 
@@ -72,9 +73,9 @@ void countAtAbort(int) {
 TEST_F(RegistrationDeathTest, ASecondRegistrationOfAContextDropsTheScalarsDuplicate) {
   EXPECT_EXIT(
       {
-        init_AclMIB(kDefault);
+        init_AclMIB(kDefaultContext);
         std::signal(SIGABRT, countAtAbort);
-        init_AclMIB(kDefault);
+        init_AclMIB(kDefaultContext);
       },
       testing::ExitedWithCode(1),
       "void initialize_table_zorlenIpAclTable\\(Qel::String8\\): Assertion 'result == 0' "
@@ -94,7 +95,7 @@ TEST_F(RegistrationDeathTest, ARegistrationIsRecordedBeforeItsEntityIsLookedFor)
       EXPECT_EXIT(
           {
             std::signal(SIGABRT, countAtAbort);
-            setUp(kDefault);
+            setUp(kDefaultContext);
           },
           testing::ExitedWithCode(1),
           "Assertion '" + assertionText +

@@ -32,7 +32,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::ThrowsMessage;
 
-constexpr Qel::Seconds kCreated = 12.5;
+constexpr Qel::Seconds kRowsCreated = 12.5;
 
 Snmp::String keyOf(const char* name, const Snmp::String*) { return name; }
 AclRuleTableIndex keyOf(const char* name, const AclRuleTableIndex*) { return {name, 10}; }
@@ -58,13 +58,13 @@ AclRuleTableIndex keyOf(const char* name, const AclRuleTableIndex*) { return {na
   };
 TABLE(ipAclTable, IpAclTable)
 TABLE(ipAclRuleTable, IpAclRuleTable)
-TABLE(ipAclRuleStatsTable, IpAclRuleStatsTable, kCreated)
+TABLE(ipAclRuleStatsTable, IpAclRuleStatsTable, kRowsCreated)
 TABLE(macAclTable, MacAclTable)
 TABLE(macAclRuleTable, MacAclRuleTable)
-TABLE(macAclRuleStatsTable, MacAclRuleStatsTable, kCreated)
+TABLE(macAclRuleStatsTable, MacAclRuleStatsTable, kRowsCreated)
 TABLE(ipv6AclTable, Ipv6AclTable)
 TABLE(ipv6AclRuleTable, Ipv6AclRuleTable)
-TABLE(ipv6AclRuleStatsTable, Ipv6AclRuleStatsTable, kCreated)
+TABLE(ipv6AclRuleStatsTable, Ipv6AclRuleStatsTable, kRowsCreated)
 #undef TABLE
 
 using Tables = testing::Types<IpAclTableTable, IpAclRuleTableTable, IpAclRuleStatsTableTable,

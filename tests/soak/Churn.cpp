@@ -7,7 +7,6 @@ namespace Soak {
 namespace {
 
 constexpr size_t kNames = 30;
-constexpr uint32_t kSmallAcl = 12;
 
 std::set<uint32_t> sequencesOf(const Acl::AclSubConfig& version) {
   std::set<uint32_t> found;

@@ -25,6 +25,9 @@
 
 namespace Soak {
 
+/// Rules of all ACLs but the big one are fewer.
+constexpr uint32_t kSmallAcl = 12;
+
 class Churn {
  public:
   /// Rows of the ACL other than those left may be missing from now on.

@@ -8,8 +8,6 @@ namespace Soak {
 
 namespace {
 
-constexpr uint32_t kSmallAcl = 12;
-
 /// A sequence number of a collection; the collection is not empty.
 template <class Collection>
 uint32_t sequenceIn(Random& random, const Collection& collection) {
