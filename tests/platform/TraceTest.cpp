@@ -56,7 +56,7 @@ TEST(Trace, CarriesHandleLevelSiteAndMessage) {
   EXPECT_THAT(capture.sources(), ElementsAre("TraceTest"));
   ASSERT_EQ(capture.functions().size(), 1U);
   EXPECT_THAT(capture.functions()[0],
-              MatchesRegex("void Tracing::emitAt\\(Qel::TraceHandle&, int, const .*string.*\\)"));
+              MatchesRegex("void Tracing::emitAt\\(Qel::TraceHandle ?&, int, const .*string.*\\)"));
 }
 
 struct Formatted {
