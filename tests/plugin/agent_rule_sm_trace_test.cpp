@@ -24,7 +24,7 @@ Traced line(int level, const std::string& text) { return {"AclSnmpSm", level, te
 
 TYPED_TEST(RuleSmSays, DeathTestRowsOfItsAclAtTheStart) {
   const char* text =
-      "AclSnmpAgent:[0-9]+: .*AclRuleMibSm::handleInitialized\\(\\): Assertion "
+      "AclSnmpAgent:[0-9]+: .*AclRuleMibSm::handleInitialized\\(\\).*: Assertion "
       "'iter.key\\(\\).aclName\\(\\) != snmpName' failed";
   this->mib_->template entryIs<typename TypeParam::StatsEntry>({"b", 10}, this->acl_, 1.0);
   EXPECT_DEATH(this->make(), text);

@@ -1,6 +1,7 @@
 #pragma once
 
-/// SUPPORT_ASAN is 1 where AddressSanitizer owns the heap, else 0. g++ and clang say so each in its way.
+/// SUPPORT_ASAN is 1 where AddressSanitizer owns the heap, else 0: g++ and clang each say it their
+/// way.
 
 #if defined(__has_feature)
 #define SUPPORT_ASAN __has_feature(address_sanitizer)
