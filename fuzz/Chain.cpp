@@ -4,8 +4,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "MibRequests.h"
 #include "Require.h"
-#include "mib_requests.h"
 #include "qel/Trace.h"
 #include "snmp/Registration.h"
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "MibCases.h"
 #include "Mounts.h"
 #include "apply/Applier.h"
-#include "mib_cases.h"
 #include "model/AclMib.h"
 #include "openconfig/Document.h"
 #include "qel/Time.h"

@@ -8,8 +8,8 @@
 #include "Chain.h"
 #include "CpuLimit.h"
 #include "Input.h"
+#include "MibRequests.h"
 #include "Require.h"
-#include "mib_requests.h"
 #include "qel/Trace.h"
 
 namespace Fuzz {

@@ -1,12 +1,12 @@
 set(STATE_ROOMS room-model room-codef room-agent acl-model platform)
-add_room_test(model-test SOURCES model_index_test.cpp model_entries_test.cpp
-              model_columns_test.cpp model_mib_test.cpp
+add_room_test(model-test SOURCES ModelIndexTest.cpp ModelEntriesTest.cpp
+              ModelColumnsTest.cpp ModelMibTest.cpp
               LINK ${STATE_ROOMS})
-add_room_test(codef-test SOURCES mirror_test.cpp codef_test.cpp codef_input_test.cpp
-              codef_trace_test.cpp
+add_room_test(codef-test SOURCES MirrorTest.cpp CodefTest.cpp CodefInputTest.cpp
+              CodefTraceTest.cpp
               LINK ${STATE_ROOMS})
-add_room_test(agent-test SOURCES agent_rule_sm_test.cpp agent_rule_sm_trace_test.cpp
-              agent_type_sm_test.cpp agent_mib_sm_test.cpp agent_mib_sm_end_test.cpp
-              agent_root_test.cpp agent_chain_test.cpp agent_observer_test.cpp
-              agent_order_test.cpp
+add_room_test(agent-test SOURCES AgentRuleSmTest.cpp AgentRuleSmTraceTest.cpp
+              AgentTypeSmTest.cpp AgentMibSmTest.cpp AgentMibSmEndTest.cpp
+              AgentRootTest.cpp AgentChainTest.cpp AgentObserverTest.cpp
+              AgentOrderTest.cpp
               LINK ${STATE_ROOMS})

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "agent_mib_sm.h"
+#include "AgentMibSm.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <csignal>
 #include <functional>
 
-#include "mib_agent.h"
+#include "MibAgent.h"
 
 namespace {
 

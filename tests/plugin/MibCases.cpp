@@ -1,4 +1,4 @@
-#include "mib_cases.h"
+#include "MibCases.h"
 
 #include <stdexcept>
 

@@ -1,5 +1,5 @@
-#include "codef/Mirror.h"
 #include "Fixtures.h"
+#include "codef/Mirror.h"
 #include "qel/Type.h"
 
 namespace {

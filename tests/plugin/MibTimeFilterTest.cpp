@@ -7,7 +7,7 @@
 #include <limits>
 #include <random>
 
-#include "mib_requests.h"
+#include "MibRequests.h"
 
 namespace MibTest {
 namespace {

@@ -8,7 +8,7 @@
 #include <map>
 #include <random>
 
-#include "mib_agent.h"
+#include "MibAgent.h"
 
 namespace MibTest {
 namespace {

@@ -1,6 +1,6 @@
 // A backlog processor and its input: replaced, taken away, silent, and at its end.
 
-#include "codef_sides.h"
+#include "CodefSides.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 
 #include <functional>
 
+#include "MibRequests.h"
 #include "conversions/SnmpConversions.h"
-#include "mib_requests.h"
 
 namespace {
 std::function<int(const Qel::Ptr<const Acl::Status>&, unsigned char*, int)> encoder;

@@ -1,4 +1,4 @@
-#include "codef_sides.h"
+#include "CodefSides.h"
 #include "qel/Type.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // How the top-level machine ends: what goes in which order, and what stays.
 
-#include "agent_mib_sm.h"
+#include "AgentMibSm.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "agent_rule_sm.h"
+#include "AgentRuleSm.h"
 
 namespace {
 

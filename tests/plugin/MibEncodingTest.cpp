@@ -5,8 +5,8 @@
 #include <type_traits>
 
 #include "Hooks.h"
+#include "MibValues.h"
 #include "Tables.h"
-#include "mib_values.h"
 
 namespace MibTest {
 namespace {

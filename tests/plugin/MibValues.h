@@ -6,7 +6,7 @@
 
 #include <cstring>
 
-#include "mib_requests.h"
+#include "MibRequests.h"
 
 namespace MibTest {
 

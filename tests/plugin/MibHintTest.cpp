@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "mib_requests.h"
+#include "MibRequests.h"
 
 namespace MibTest {
 namespace {

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "mib_agent.h"
+#include "MibAgent.h"
 
 namespace MibTest {
 namespace {

@@ -1,6 +1,6 @@
 // What the rule machine says: traces, timed blocks and assertions.
 
-#include "agent_rule_sm.h"
+#include "AgentRuleSm.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // What the handlers read: values of every column, lengths, and what cannot be encoded.
 
-#include "mib_values.h"
+#include "MibValues.h"
 
 namespace MibTest {
 namespace {

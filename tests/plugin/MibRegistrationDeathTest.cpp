@@ -5,7 +5,7 @@
 #include <csignal>
 #include <cstdio>
 
-#include "mib_agent.h"
+#include "MibAgent.h"
 
 namespace MibTest {
 namespace {

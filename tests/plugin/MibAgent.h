@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <string>
 
-#include "mib_requests.h"
+#include "MibRequests.h"
 #include "snmp/Registration.h"
 
 namespace MibTest {

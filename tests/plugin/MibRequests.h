@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "mib_cases.h"
+#include "MibCases.h"
 #include "snmp/Converters.h"
 #include "support/TraceCapture.h"
 

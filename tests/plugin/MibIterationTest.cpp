@@ -5,7 +5,7 @@
 
 #include <functional>
 
-#include "mib_requests.h"
+#include "MibRequests.h"
 
 namespace MibTest {
 namespace {
