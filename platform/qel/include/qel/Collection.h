@@ -35,6 +35,11 @@ class OrderedCollection {
     bool operator()(const Key& key, const Cut<Before>& cut) const {
       return cut.before(key);
     }
+    // Where assert() is on, the container asks both ways.
+    template <class Before>
+    bool operator()(const Cut<Before>& cut, const Key& key) const {
+      return !cut.before(key);
+    }
   };
   using Map = absl::btree_map<Key, Value, Order>;
 
