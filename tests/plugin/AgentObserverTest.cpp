@@ -114,7 +114,8 @@ TYPED_TEST(RowObserver, AResynchronisationThatLosesItsAclTellsOfNoMoreRows) {
 }
 
 TYPED_TEST(RowObserver, MayReplaceTheAclWhenARowComesOrGoes) {
-  for (const char* row : {"+RuleStatsTable a 12", "-RuleTable a 10", "-RuleStatsTable a 10"}) {
+  for (const char* row :
+       {"+RuleTable a 12", "+RuleStatsTable a 12", "-RuleTable a 10", "-RuleStatsTable a 10"}) {
     SCOPED_TRACE(row);
     this->sub_ = subConfig({10, 20});
     this->config_->aclDelAll();

@@ -174,11 +174,9 @@ bool AclRuleMibSm::hasSequence(uint32_t seq) const {
 void AclRuleMibSm::addRows(uint32_t seq, Qel::Seconds now) {
   if (!config_ || family().hasRule(*aclMib_, index(seq))) return;
   const unsigned closings = closings_;
-  family().ruleIs(*aclMib_, index(seq), config_, now, status_);
-  // Where an observer of the rule row closed the ACL, the statistics row came after that.
-  if (closings_ != closings && !family().hasRule(*aclMib_, index(seq))) {
-    family().statsDel(*aclMib_, index(seq));
-  }
+  family().ruleIs(*aclMib_, index(seq), config_);
+  // Where an observer of the rule row closed the ACL, a statistics row would not be the machine's.
+  if (closings_ == closings) family().statsIs(*aclMib_, index(seq), config_, now, status_);
 }
 
 void AclRuleMibSm::delRows(const AclRuleTableIndex& row) {

@@ -34,10 +34,11 @@ constexpr TableFamily makeFamily(const char* emptyText, const char* rowText) {
           [](const AclMib& mib, const AclRuleTableIndex& index) {
             return mib.entries<RuleEntry>().contains(index);
           },
-      .ruleIs =
+      .ruleIs = [](AclMib& mib, const AclRuleTableIndex& index,
+                   const AclConfigPtr& config) { mib.entryIs<RuleEntry>(index, config); },
+      .statsIs =
           [](AclMib& mib, const AclRuleTableIndex& index, const AclConfigPtr& config,
              Qel::Seconds creationTime, const AclStatusPtr& status) {
-            mib.entryIs<RuleEntry>(index, config);
             mib.entryIs<StatsEntry>(index, config, creationTime)->aclStatusIs(status);
           },
       .ruleDel = [](AclMib& mib,

@@ -25,9 +25,11 @@ struct TableFamily {
   bool (*aclStatusIs)(AclMib& mib, const Snmp::String& name, const AclStatusPtr& status);
 
   bool (*hasRule)(const AclMib& mib, const AclRuleTableIndex& index);
-  /// Makes a rule row, its statistics row with that creation time, and gives the latter the status.
-  void (*ruleIs)(AclMib& mib, const AclRuleTableIndex& index, const AclConfigPtr& config,
-                 Qel::Seconds creationTime, const AclStatusPtr& status);
+  /// Makes a rule row.
+  void (*ruleIs)(AclMib& mib, const AclRuleTableIndex& index, const AclConfigPtr& config);
+  /// Makes a statistics row with that creation time, or finds it, and gives it the status.
+  void (*statsIs)(AclMib& mib, const AclRuleTableIndex& index, const AclConfigPtr& config,
+                  Qel::Seconds creationTime, const AclStatusPtr& status);
   void (*ruleDel)(AclMib& mib, const AclRuleTableIndex& index);
   void (*statsDel)(AclMib& mib, const AclRuleTableIndex& index);
 
