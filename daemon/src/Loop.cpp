@@ -1,5 +1,6 @@
 #include "Loop.h"
 
+#include <fcntl.h>
 #include <malloc.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -37,6 +38,13 @@ int Signals::next() const {
   return ::read(descriptor_.number(), &info, sizeof info) == sizeof info
              ? static_cast<int>(info.ssi_signo)
              : 0;
+}
+
+void openStandardDescriptors() {
+  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+    // The lowest free one is opened.
+    if (::fcntl(descriptor, F_GETFD) < 0) ::open("/dev/null", O_RDWR);
+  }
 }
 
 void keepHeapEven() { mallopt(M_MXFAST, 0); }

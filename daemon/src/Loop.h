@@ -27,6 +27,10 @@ class Signals {
   Qel::Descriptor descriptor_;
 };
 
+/// Opens those of the descriptors 0 to 2 that are closed, on /dev/null, so that no file or socket
+/// becomes standard output. For the start of a process.
+void openStandardDescriptors();
+
 /// Makes the heap join small blocks as they are freed. By default it puts that off until it has a
 /// large block to give or to take, and then a slice or a request pays for all at once: tens of
 /// milliseconds after many ACLs have gone. For the start of a process that runs the loop.

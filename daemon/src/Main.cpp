@@ -21,6 +21,7 @@
 #include "file/FileSource.h"
 #include "nftables/RulesetSource.h"
 #include "openconfig/Document.h"
+#include "qel/Trace.h"
 #include "snmp/Agent.h"
 #include "snmp/Registration.h"
 
@@ -95,9 +96,14 @@ std::optional<Identity> wantedIdentity(const Options& options, const Snmp::Agent
 int run(const Options& options) {
   const Signals signals;
   // Destroyed in reverse: sources, MIB objects and rows, the plug-ins' code, the agent.
-  Snmp::Agent agent({"aclsnmpd", options.listen, options.configFile});
+  Snmp::Agent agent({"aclsnmpd", options.listen, options.configFile, options.streams});
   std::optional<TraceFile> traceFile;
-  if (!options.traceFile.empty()) traceFile.emplace(options.traceFile);
+  if (!options.traceFile.empty()) {
+    traceFile.emplace(options.traceFile);
+  } else {
+    Qel::traceSinkIs(
+        [](const Qel::TraceRecord& record) { Snmp::logTrace(Qel::traceLine(record)); });
+  }
   Plugins plugins(options.pluginDir);
   const auto scheduler = Qel::make<Mek::TaskScheduler>();
   const Mounts mounts(scheduler);
@@ -127,6 +133,7 @@ int run(const Options& options) {
 }  // namespace Daemon
 
 int main(int argc, char** argv) {
+  Daemon::openStandardDescriptors();
   Daemon::keepHeapEven();
   try {
     const auto parsed = Daemon::parseOptions(argc, argv);

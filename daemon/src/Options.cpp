@@ -20,6 +20,13 @@ std::string defaultPluginDir() {
   return (program.parent_path().parent_path() / "lib" / "plugins").string();
 }
 
+// A number with a sign would be taken for a huge one.
+std::string complaintOf(const std::string& text) {
+  const bool good = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos &&
+                    text.find_first_not_of('0') != std::string::npos;
+  return good ? "" : "'" + text + "' is not a number of 1 or more";
+}
+
 }  // namespace
 
 std::variant<Options, int> parseOptions(int argc, char** argv) {
@@ -28,6 +35,7 @@ std::variant<Options, int> parseOptions(int argc, char** argv) {
   options.maxAclFileSize = OpenConfig::Limits().octets;
   options.nftablesInterval = Sources::Nftables::RulesetSource::kDefaultInterval;
 
+  const CLI::Validator count(complaintOf, "");
   CLI::App app("Publishes access control lists over SNMP (ZORLEN-ACL-MIB).", "aclsnmpd");
   app.set_version_flag("--version", "aclsnmpd " ACLSNMPD_VERSION);
   app.add_option("--acl", options.aclFiles, "OpenConfig ACL document to publish (repeatable)")
@@ -55,6 +63,7 @@ std::variant<Options, int> parseOptions(int argc, char** argv) {
   app.add_option("--max-acl-file-size", options.maxAclFileSize,
                  "largest ACL document that is read, in octets")
       ->type_name("OCTETS")
+      ->check(count)
       ->capture_default_str();
   app.add_flag("--nftables", options.nftables,
                "publish the nftables ruleset and its counters (needs CAP_NET_ADMIN)");
@@ -62,6 +71,21 @@ std::variant<Options, int> parseOptions(int argc, char** argv) {
                  "seconds from one reading of the ruleset's counters to the next")
       ->type_name("SECONDS")
       ->check(CLI::Range(0.1, 86400.0))
+      ->capture_default_str();
+  app.add_option("--max-connections", options.streams.connections,
+                 "TCP and local connections that are served at once")
+      ->type_name("NUMBER")
+      ->check(count)
+      ->capture_default_str();
+  app.add_option("--max-connections-per-peer", options.streams.perPeer,
+                 "of these, connections of one address, IPv6 network (/64) or local user")
+      ->type_name("NUMBER")
+      ->check(count)
+      ->capture_default_str();
+  app.add_option("--stream-timeout", options.streams.timeout,
+                 "seconds after which a connection that is idle or sent half a message is ended")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(1.0, 86400.0))
       ->capture_default_str();
   CLI::Option* check =
       app.add_flag("--check", options.check,

@@ -7,6 +7,8 @@
 #include <variant>
 #include <vector>
 
+#include "snmp/Agent.h"
+
 namespace Daemon {
 
 /// In which form `--dump` prints.
@@ -28,6 +30,8 @@ struct Options {
   /// Whether the nftables ruleset is published, and how often it is read, in seconds.
   bool nftables = false;
   double nftablesInterval = 0;
+  /// What clients may take of TCP and local connections.
+  Snmp::StreamLimits streams = {};
   bool check = false;
   DumpForm dump = DumpForm::none;
 };

@@ -22,6 +22,8 @@ RULES = table(1, 2) + (1, 2)
 PATIENT = Agent.V2C + ("-t", "0.5", "-r", "19")
 SANITIZED = b"__asan_init" in open(ACLSNMPD, "rb").read()
 ROOT = os.geteuid() == 0
+UNSERVED = "only udp, udp6, tcp, tcp6 and unix are served"
+NOBODY = ["setpriv", "--reuid", "65534", "--regid", "65534", "--clear-groups"]
 
 
 def rules(count, acls=1):
@@ -112,7 +114,7 @@ class Clients(unittest.TestCase):
 
 class Descriptors(unittest.TestCase):
     def test_without_descriptors_connections_are_refused_with_one_line(self):
-        port, arguments = also_tcp()
+        port, arguments = also_tcp(["--max-connections-per-peer", "200"])
         with Agent(rules(1), arguments, preexec_fn=with_descriptors(64)) as agent:
             with contextlib.ExitStack() as connections:
                 for _ in range(150):
@@ -219,8 +221,7 @@ class Start(unittest.TestCase):
             with open(secret, "w") as out:
                 out.write("rocommunity public\n")
             os.chmod(secret, 0)
-            nobody = ["setpriv", "--reuid", "65534", "--regid", "65534", "--clear-groups",
-                      "--inh-caps=-all", "--bounding-set=-all"]
+            nobody = [*NOBODY, "--inh-caps=-all", "--bounding-set=-all"]
             self.assertIn("secret.conf' cannot be read: Permission denied",
                           self.fails("--conf", secret, prefix=nobody))
 
@@ -230,8 +231,8 @@ class Start(unittest.TestCase):
                 ("udp:" + agent.address, "Address already in use"),
                 ("udp:192.0.2.1:16100", "Cannot assign requested address"),
                 ("nonsense:1", "not an address"),
-                ("tlstcp:127.0.0.1:%d" % also_tcp()[0],
-                 "one client of such a stream could hold up all others"),
+                ("tlstcp:127.0.0.1:%d" % also_tcp()[0], UNSERVED),
+                ("dtlsudp:127.0.0.1:%d" % also_tcp()[0], UNSERVED),
             ]
             for address, reason in cases:
                 with self.subTest(address=address):

@@ -20,7 +20,7 @@
 #include <stdexcept>
 
 #include "Listen.h"
-#include "qel/Strep.h"
+#include "Log.h"
 #include "snmp/Converters.h"
 
 // The modules of the library's own MIBs that belong to any agent: who it is, how it is doing, who
@@ -42,20 +42,6 @@ constexpr const char* kLoopback = "udp:127.0.0.1:161";
 // Packets are served in a row until none waits or this long has passed; then other work gets its
 // turn.
 constexpr Qel::Seconds kMaxBurst = 0.005;
-
-int priorityOf(LogLevel level) {
-  switch (level) {
-    case LogLevel::error:
-      return LOG_ERR;
-    case LogLevel::warning:
-      return LOG_WARNING;
-    case LogLevel::info:
-      return LOG_INFO;
-    case LogLevel::debug:
-      break;
-  }
-  return LOG_DEBUG;
-}
 
 void requireReadable(const std::string& file) {
   std::ifstream in(file);
@@ -113,14 +99,17 @@ class DescriptorSet {
   netsnmp_large_fd_set set_{};
 };
 
-}  // namespace
-
-void log(LogLevel level, const std::string& text) {
-  snmp_log(priorityOf(level), "%s\n", Qel::printable(text).c_str());
+/// The earlier of two times to wait, of which each may have no end.
+std::optional<Qel::Seconds> earlier(std::optional<Qel::Seconds> one,
+                                    std::optional<Qel::Seconds> other) {
+  return one && other ? std::min(*one, *other) : one ? one : other;
 }
 
+}  // namespace
+
 Agent::Agent(const AgentOptions& options) : name_(options.name), listen_(options.listen) {
-  snmp_enable_stderrlog();
+  takeLibraryLog();
+  streamLimitsAre(options.streams);
   netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_ROLE, 0);
   netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_ALARM_DONT_USE_SIG, 1);
   netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_DONT_LOG_TCPWRAPPERS_CONNECTS,
@@ -146,10 +135,14 @@ Agent::Agent(const AgentOptions& options) : name_(options.name), listen_(options
   init_snmpEngine();
   init_usmStats();
   init_snmp(name_.c_str());
+  takeConfiguredLogs();
+  // Whatever the configuration says: messages are built in one way.
+  netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_REVERSE_ENCODE, 1);
 }
 
 Agent::~Agent() {
   if (open_) shutdown_master_agent();
+  leaveLibraryLog();
   snmp_shutdown(name_.c_str());
   shutdown_agent();
 }
@@ -170,6 +163,7 @@ void Agent::open() {
 
 void Agent::serve(std::optional<Qel::Seconds> timeout, const std::vector<int>& watched,
                   const std::function<void(int)>& readable) {
+  const auto own = earlier(endOverdueConnections(), tellHeldBackLines());
   std::optional<Qel::Seconds> begun;
   do {
     const bool first = !begun;
@@ -186,7 +180,7 @@ void Agent::serve(std::optional<Qel::Seconds> timeout, const std::vector<int>& w
       }
     }
     // Only the first look waits.
-    std::optional<Qel::Seconds> patience = first ? timeout : 0.0;
+    std::optional<Qel::Seconds> patience = first ? earlier(timeout, own) : 0.0;
     if (block == 0) patience = std::min(secondsOf(due), patience.value_or(kLongestWait));
     timeval wait = timevalOf(patience.value_or(kLongestWait));
     const int ready = netsnmp_large_fd_set_select(count, set.get(), nullptr, nullptr, &wait);

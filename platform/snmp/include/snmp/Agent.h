@@ -3,6 +3,7 @@
 /// The SNMP agent of this process: the thin seam to the agent library's start, event handling and
 /// end. One at a time; for the event thread only.
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -17,6 +18,17 @@ using LogLevel = Qel::Severity;
 
 /// One line to the agent's log. Octets outside the printable ones stand as \xNN.
 void log(LogLevel level, const std::string& text);
+/// A line of traces, written where the log is.
+void logTrace(const std::string& line);
+
+/// How much clients may take of stream connections (TCP, local sockets).
+struct StreamLimits {
+  size_t connections = 256;
+  /// Of one peer: an IPv4 address, an IPv6 network of 64 bits, a local user.
+  size_t perPeer = 32;
+  /// After so many seconds an idle connection is ended, and one that sent half a message.
+  Qel::Seconds timeout = 60;
+};
 
 struct AgentOptions {
   /// The name of the application: its configuration is NAME.conf, its persistent state is kept
@@ -27,6 +39,7 @@ struct AgentOptions {
   std::vector<std::string> listen;
   /// Read in place of the NAME.conf of the usual places.
   std::string configFile;
+  StreamLimits streams = {};
 };
 
 class Agent {
