@@ -54,13 +54,21 @@ Identity identityOf(const std::string& text) {
 }
 
 void identityIs(const Identity& identity, bool keepNetAdmin) {
-  if (identity.user == geteuid() && identity.group == getegid() && identity.user != 0) return;
   // No program that is begun from here gets more again.
   prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+  capng_get_caps_process();
+  const bool has = capng_have_capability(CAPNG_PERMITTED, CAP_NET_ADMIN) != 0;
   capng_clear(CAPNG_SELECT_ALL);
-  if (keepNetAdmin) {
+  if (keepNetAdmin && has) {
     capng_update(CAPNG_ADD, static_cast<capng_type_t>(CAPNG_EFFECTIVE | CAPNG_PERMITTED),
                  CAP_NET_ADMIN);
+  }
+  if (identity.user == geteuid() && identity.group == getegid() && identity.user != 0) {
+    if (capng_apply(CAPNG_SELECT_CAPS) != 0) {
+      throw std::runtime_error(std::string("capabilities cannot be dropped: ") +
+                               std::strerror(errno));
+    }
+    return;
   }
   const auto groups =
       getpwuid(identity.user) != nullptr ? CAPNG_INIT_SUPP_GRP : CAPNG_DROP_SUPP_GRP;

@@ -19,7 +19,8 @@ struct Identity {
 Identity identityOf(const std::string& text);
 
 /// Makes all threads of the process this user's, for good: with his supplementary groups and no
-/// capabilities, or with CAP_NET_ADMIN only, for the calling thread and those it starts. Throws
+/// capabilities, or with CAP_NET_ADMIN only where it has that, for the calling thread and those it
+/// starts. One that is this user already keeps its groups. Throws
 /// `std::runtime_error` where that is refused.
 void identityIs(const Identity& identity, bool keepNetAdmin);
 

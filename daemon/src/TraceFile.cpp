@@ -14,7 +14,8 @@ namespace Daemon {
 
 TraceFile::TraceFile(const std::string& path)
     : path_(path),
-      descriptor_(::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0640)) {
+      descriptor_(
+          ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_CLOEXEC, 0640)) {
   if (!descriptor_) {
     throw std::runtime_error("trace file '" + path + "' cannot be opened: " + std::strerror(errno));
   }

@@ -1,7 +1,8 @@
 #pragma once
 
 /// Traces into a file. A disk that is full, or any other write error, loses traces and nothing
-/// else; it is logged once, and once more when writing works again.
+/// else; it is logged once, and once more when writing works again. A named pipe is never waited
+/// for.
 
 #include <string>
 

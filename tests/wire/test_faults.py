@@ -246,6 +246,78 @@ class Start(unittest.TestCase):
                                                % (address, reason)), result.stderr)
 
 
+    def test_a_pipe_for_traces_without_a_reader_is_not_waited_for(self):
+        with tempfile.TemporaryDirectory() as folder:
+            pipe = os.path.join(folder, "pipe")
+            os.mkfifo(pipe)
+            self.assertEqual(
+                self.fails("--trace-file", pipe, "--listen", "udp:127.0.0.1:0"),
+                "aclsnmpd: trace file '%s' cannot be opened: No such device or address\n" % pipe)
+
+    def test_a_pipe_for_traces_that_is_not_read_costs_traces_only(self):
+        with tempfile.TemporaryDirectory() as folder:
+            pipe = os.path.join(folder, "pipe")
+            os.mkfifo(pipe)
+            reader = os.open(pipe, os.O_RDONLY | os.O_NONBLOCK)
+            with Agent(rules(500), ["--trace-file", pipe, "--trace", "Snmp=2"]) as agent:
+                agent.wait_for_walk(lambda walk: len(walk) == 500, RULES)
+                agent.wait_for_log("traces are lost: Resource temporarily unavailable")
+                self.assertTrue(os.read(reader, 65536))
+            os.close(reader)
+
+    def test_a_number_that_is_none_is_refused(self):
+        for option in ("--max-acl-file-size", "--max-connections", "--max-connections-per-peer"):
+            for number in ("-1", "0", "", "1k"):
+                with self.subTest(option=option, number=number):
+                    result = subprocess.run([ACLSNMPD, option, number], capture_output=True,
+                                            text=True, timeout=60)
+                    self.assertNotEqual(result.returncode, 0)
+                    self.assertIn("%s: '%s' is not a number of 1 or more" % (option, number),
+                                  result.stderr)
+
+    def test_closed_standard_descriptors_are_nobodys_sockets(self):
+        closed = ["sh", "-c", 'exec "$0" "$@" 0<&- 1>&- 2>&-']
+        with Agent(rules(1), wait=False, prefix=closed) as agent:
+            wait_for(lambda: agent.run("snmpget", "1.3.6.1.2.1.1.3.0", check=False)
+                     .returncode == 0, "an answer")
+            for number in range(3):
+                self.assertEqual(os.readlink("/proc/%d/fd/%d" % (agent.process.pid, number)),
+                                 "/dev/null")
+
+
+@unittest.skipUnless(ROOT, "capabilities are root's to give")
+class Privileges(unittest.TestCase):
+    def status(self, agent):
+        """Of each thread: capabilities, and whether it can gain more."""
+        found = []
+        for thread in os.listdir("/proc/%d/task" % agent.process.pid):
+            with open("/proc/%d/task/%s/status" % (agent.process.pid, thread)) as status:
+                lines = dict(line.split(":", 1) for line in status)
+            found.append({key: int(lines[key], 16)
+                          for key in ("CapPrm", "CapEff", "CapInh", "CapAmb", "NoNewPrivs")})
+        return found
+
+    def test_who_is_the_user_already_gives_up_its_capabilities_too(self):
+        with tempfile.TemporaryDirectory() as folder:
+            state = os.path.join(folder, "state")
+            os.chmod(folder, 0o755)
+            os.mkdir(state)
+            os.chmod(state, 0o777)
+            caps = "+net_bind_service,+net_admin"
+            # Its arguments begin with the configuration, in a folder that is root's alone.
+            script = 'chmod 755 "$(dirname "$2")"; exec %s --inh-caps %s --ambient-caps %s "$0" "$@"'
+            prefix = ["sh", "-c", script % (" ".join(NOBODY), caps, caps)]
+            for arguments, left in (((), 0), (("--nftables",), 1 << 12)):
+                with self.subTest(arguments=arguments), \
+                        Agent(arguments=["--user", "65534:65534", *arguments], wait=False,
+                              prefix=prefix,
+                              environment={"SNMP_PERSISTENT_DIR": state}) as agent:
+                    agent.wait_for_log("is ready")
+                    for thread in self.status(agent):
+                        self.assertEqual(thread, {"CapPrm": left, "CapEff": left, "CapInh": 0,
+                                                  "CapAmb": 0, "NoNewPrivs": 1})
+
+
 def with_memory(megabytes):
     def set_limit():
         resource.setrlimit(resource.RLIMIT_AS, (megabytes << 20, megabytes << 20))
