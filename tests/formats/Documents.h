@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 
 #include "openconfig/Document.h"
@@ -33,6 +34,12 @@ inline Snapshot parsed(const std::string& text) {
     return {};
   }
   return std::move(std::get<Snapshot>(result));
+}
+
+inline std::string written(const Snapshot& snapshot) {
+  std::ostringstream out;
+  write(out, snapshot);
+  return out.str();
 }
 
 /// The error line of a document that is refused.

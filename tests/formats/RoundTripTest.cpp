@@ -16,12 +16,6 @@ using Acl::AclType;
 using Acl::RangeOperator;
 using Acl::UniqueId;
 
-std::string written(const Snapshot& snapshot) {
-  std::ostringstream out;
-  write(out, snapshot);
-  return out.str();
-}
-
 /// What the model holds after a source has published a snapshot.
 Snapshot published(const Snapshot& snapshot) {
   const auto scheduler = Qel::make<Mek::TaskScheduler>();

@@ -12,12 +12,6 @@ namespace {
 using Acl::AclType;
 using Acl::RangeOperator;
 
-std::string written(const Snapshot& snapshot) {
-  std::ostringstream out;
-  write(out, snapshot);
-  return out.str();
-}
-
 /// The line of the one entry of an ACL, without its sequence number and its action.
 template <class Filter>
 std::string lineOf(AclType type, const Filter& filter) {

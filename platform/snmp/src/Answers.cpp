@@ -21,9 +21,20 @@ namespace Snmp {
 
 namespace {
 
-// The message that is being answered: its command, and what the answer may take.
+// The message that is being answered: its command, whether it asks for too much, and what the answer
+// may take.
 int served = 0;
+bool tooMany = false;
 size_t most = kMaxMessage;
+
+bool hasTooMany(const netsnmp_variable_list* variables) {
+  size_t count = 0;
+  while (variables != nullptr && count <= kMaxVariables) {
+    variables = variables->next_variable;
+    ++count;
+  }
+  return count > kMaxVariables;
+}
 
 /// No less than what a message takes besides its variables.
 size_t overheadOf(const netsnmp_pdu& pdu) {
@@ -74,6 +85,13 @@ size_t countFitting(netsnmp_variable_list* variables, size_t room) {
   return count;
 }
 
+void makeTooBig(netsnmp_pdu& pdu) {
+  pdu.errstat = SNMP_ERR_TOOBIG;
+  pdu.errindex = 0;
+  snmp_free_varbind(pdu.variables);
+  pdu.variables = nullptr;
+}
+
 bool fit(netsnmp_pdu& pdu) {
   const size_t overhead = overheadOf(pdu);
   const size_t count = countFitting(pdu.variables, most > overhead ? most - overhead : 0);
@@ -81,10 +99,10 @@ bool fit(netsnmp_pdu& pdu) {
   for (size_t i = 0; i < count; ++i) rest = &(*rest)->next_variable;
   if (*rest == nullptr) return true;
   if (pdu.errstat != SNMP_ERR_NOERROR) {
-    pdu.errstat = SNMP_ERR_TOOBIG;
-    pdu.errindex = 0;
-    rest = &pdu.variables;
-  } else if (served != SNMP_MSG_GETBULK || count == 0) {
+    makeTooBig(pdu);
+    return true;
+  }
+  if (served != SNMP_MSG_GETBULK || count == 0) {
     return false;
   }
   snmp_free_varbind(*rest);
@@ -102,12 +120,26 @@ int serveMessage(int operation, netsnmp_session* session, int number, netsnmp_pd
     if (pdu->msgMaxSize > 0) most = std::min(most, static_cast<size_t>(pdu->msgMaxSize));
     // For the library, which is to leave it to us.
     pdu->msgMaxSize = SNMP_MAX_PACKET_LEN;
+    tooMany = hasTooMany(pdu->variables);
+    if (tooMany) {
+      // Who may ask is the library's to say; one variable that is read says as much as all.
+      pdu->command = SNMP_MSG_GET;
+      pdu->errstat = 0;
+      pdu->errindex = 0;
+      snmp_free_varbind(pdu->variables->next_variable);
+      pdu->variables->next_variable = nullptr;
+    }
   }
   return handle_snmp_packet(operation, session, number, pdu, magic);
 }
 
 int buildToFit(netsnmp_session* session, netsnmp_pdu* pdu, u_char** packet, size_t* room,
                size_t* length) {
+  if (pdu->command == SNMP_MSG_RESPONSE && tooMany &&
+      pdu->errstat != SNMP_ERR_AUTHORIZATIONERROR) {
+    makeTooBig(*pdu);
+    snmp_increment_statistic(STAT_SNMPOUTTOOBIGS);
+  }
   if (pdu->command == SNMP_MSG_RESPONSE && !fit(*pdu)) {
     session->s_snmp_errno = SNMPERR_TOO_LONG;
     return -1;

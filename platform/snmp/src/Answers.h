@@ -6,9 +6,16 @@
 /// own ways to do so are never entered: they take a client's word for what the transport carries,
 /// and one that takes little can make them cut a GETBULK for ever. For the event thread only.
 ///
+/// A request with more than `kMaxVariables` variables is answered with tooBig and without a look at
+/// them: one message must not keep the others waiting.
+///
 /// Included after Net-SNMP's general headers.
 
+#include <cstddef>
+
 namespace Snmp {
+
+inline constexpr size_t kMaxVariables = 128;
 
 /// A session's callback: serves one message.
 int serveMessage(int operation, netsnmp_session* session, int number, netsnmp_pdu* pdu,
