@@ -15,6 +15,12 @@ class Client:
         self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         self.socket.connect(("127.0.0.1", port))
 
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.socket.close()
+
     def throw(self, packet):
         self.socket.send(packet)
 

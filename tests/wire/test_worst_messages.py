@@ -71,19 +71,19 @@ class WorstMessages(unittest.TestCase):
 
     def wait_over_udp(self, packet):
         """How long another client waits behind the message, and the message's answer."""
-        other = Client(self.agent.port)
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
+        with Client(self.agent.port) as other, socket.socket(socket.AF_INET,
+                                                             socket.SOCK_DGRAM) as sender:
             sender.settimeout(60)
             sender.connect(("127.0.0.1", self.agent.port))
             sender.send(packet)
-            waited = other.answers(Question(4711))
+            waited = other.answers(Question(0x47110001))
             return waited, answer(sender.recv(65535))
 
     def wait_over_tcp(self, packet):
-        other = Client(self.agent.port)
-        with socket.create_connection(("127.0.0.1", self.tcp), timeout=60) as sender:
+        with Client(self.agent.port) as other, socket.create_connection(
+                ("127.0.0.1", self.tcp), timeout=60) as sender:
             sender.sendall(packet)
-            waited = other.answers(Question(4712))
+            waited = other.answers(Question(0x47110002))
             return waited, answer(sender.recv(65535))
 
     def assertQuick(self, packet):
@@ -122,12 +122,11 @@ class WorstMessages(unittest.TestCase):
         self.assertEqual(answered, (TOO_BIG, 0, 0))
 
     def test_too_many_variables_of_a_stranger_are_not_answered(self):
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as stranger:
-            stranger.connect(("127.0.0.1", self.agent.port))
-            stranger.send(request(GET, SHORT, community=b"stranger"))
-            self.assertIsNotNone(Client(self.agent.port).answers(Question(4713)))
+        with Client(self.agent.port) as stranger, Client(self.agent.port) as other:
+            stranger.throw(request(GET, SHORT, community=b"stranger"))
+            self.assertIsNotNone(other.answers(Question(0x47110003)))
             with self.assertRaises(BlockingIOError):
-                stranger.recv(65535, socket.MSG_DONTWAIT)
+                stranger.socket.recv(65535, socket.MSG_DONTWAIT)
 
 
 if __name__ == "__main__":

@@ -112,23 +112,16 @@ void AclTypeMibSm::handleAclConfig(const Qel::Name& name) {
   const AclStatusPtr aclStatus = status_ ? status_->acl(name) : nullptr;
   if (const auto closing = closing_.find(name); closing != closing_.end()) {
     closing->second = true;
-  } else if (aclConfig) {
-    add(name, aclConfig, aclStatus);
-  } else {
-    del(name);
+    return;
   }
-}
-
-void AclTypeMibSm::add(const Qel::Name& name, const AclConfigPtr& aclConfig,
-                       const AclStatusPtr& aclStatus) {
-  const Snmp::String snmpName(aclConfig->name());
-  ACLSNMP_SM_TRACE(7, "handleIpAclConfig add : " << name);
-  family().aclIs(*aclMib_, snmpName, aclConfig, aclStatus);
-  aclRuleSmIs(aclConfig, aclMib_);
-  aclRuleSm(name)->statusIs(aclStatus);
-}
-
-void AclTypeMibSm::del(const Qel::Name& name) {
+  if (aclConfig) {
+    const Snmp::String snmpName(aclConfig->name());
+    ACLSNMP_SM_TRACE(7, "handleIpAclConfig add : " << name);
+    family().aclIs(*aclMib_, snmpName, aclConfig, aclStatus);
+    aclRuleSmIs(aclConfig, aclMib_);
+    aclRuleSm(name)->statusIs(aclStatus);
+    return;
+  }
   ACLSNMP_SM_TRACE(7, "handleIpAclConfig del : " << name);
   bool told = false;
   {

@@ -59,8 +59,6 @@ class AclTypeMibSm : public Qel::PtrInterface {
   void handleInitialized();
   void handleAclConfig(const Qel::Name& name);
   void handleAclStatus(const Qel::Name& name);
-  void add(const Qel::Name& name, const AclConfigPtr& aclConfig, const AclStatusPtr& aclStatus);
-  void del(const Qel::Name& name);
   const TableFamily& family() const;
 
   Acl::AclType type_;
