@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <iostream>
@@ -33,6 +34,11 @@ namespace {
 Sources::FileFormat documentFormat(const Options& options) {
   OpenConfig::Limits limits;
   limits.octets = options.maxAclFileSize;
+  limits.entriesOfAcl = options.maxAclEntries;
+  limits.acls = options.maxAcls;
+  // Whoever allows more says so with these options; what else counts grows along.
+  limits.entries = std::max(limits.entries, limits.entriesOfAcl);
+  limits.nodes = std::max(limits.nodes, limits.octets / 8);
   return {[limits](std::string_view text, const std::string& path, const std::stop_token& stop) {
             return OpenConfig::parseFile(text, path, limits, stop);
           },

@@ -32,7 +32,10 @@ std::string complaintOf(const std::string& text) {
 std::variant<Options, int> parseOptions(int argc, char** argv) {
   Options options;
   options.pluginDir = defaultPluginDir();
-  options.maxAclFileSize = OpenConfig::Limits().octets;
+  const OpenConfig::Limits limits;
+  options.maxAclFileSize = limits.octets;
+  options.maxAclEntries = limits.entriesOfAcl;
+  options.maxAcls = limits.acls;
   options.nftablesInterval = Sources::Nftables::RulesetSource::kDefaultInterval;
 
   const CLI::Validator count(complaintOf, "");
@@ -64,6 +67,16 @@ std::variant<Options, int> parseOptions(int argc, char** argv) {
                  "largest ACL document that is read, in octets")
       ->type_name("OCTETS")
       ->check(count)
+      ->capture_default_str();
+  constexpr uint64_t kMostAllowed = 1'000'000'000;
+  app.add_option("--max-acl-entries", options.maxAclEntries,
+                 "most entries of one ACL in an ACL document")
+      ->type_name("NUMBER")
+      ->check(CLI::Range(uint64_t{1}, kMostAllowed).description(""))
+      ->capture_default_str();
+  app.add_option("--max-acls", options.maxAcls, "most ACLs in an ACL document")
+      ->type_name("NUMBER")
+      ->check(CLI::Range(uint64_t{1}, kMostAllowed).description(""))
       ->capture_default_str();
   app.add_flag("--nftables", options.nftables,
                "publish the nftables ruleset and its counters (needs CAP_NET_ADMIN)");

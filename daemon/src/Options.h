@@ -27,6 +27,9 @@ struct Options {
   std::string traceFile;
   /// The largest ACL file that is read, in octets.
   uint64_t maxAclFileSize = 0;
+  /// The most entries of one ACL, and the most ACLs, of a file.
+  uint64_t maxAclEntries = 0;
+  uint64_t maxAcls = 0;
   /// Whether the nftables ruleset is published, and how often it is read, in seconds.
   bool nftables = false;
   double nftablesInterval = 0;

@@ -98,17 +98,48 @@ TEST(Document, OneNameForEachType) {
   EXPECT_EQ(snapshot.acls.size(), 4U);
 }
 
-TEST(Document, NamesOfAnyOctets) {
+TEST(Document, NamesThatAreNoUtf8) {
   using namespace std::string_literals;
   const std::string longest(100, 'x');
-  const Snapshot snapshot = parsed(documentOf(R"({"name":"n\u0000l","type":"ACL_L2"},{"name":")"s +
+  const Snapshot snapshot = parsed(documentOf(R"({"name":"n\u00a0l","type":"ACL_L2"},{"name":")"s +
                                               longest + R"(","type":"ACL_L2"},
-      {"name":"x","type":"ACL_L2","config":{"zorlen-acl-ext:name-octets":"7f80FF00"}},
+      {"name":"x","type":"ACL_L2","config":{"zorlen-acl-ext:name-octets":"7eFFc0C3"}},
       {"name":"y","type":"ACL_L2","config":{"zorlen-acl-ext:name-octets":""}})"));
-  EXPECT_TRUE(snapshot.acls.contains({AclType::mac, "n\0l"s}));
+  EXPECT_TRUE(snapshot.acls.contains({AclType::mac, "n\xc2\xa0l"}));
   EXPECT_TRUE(snapshot.acls.contains({AclType::mac, longest}));
-  EXPECT_TRUE(snapshot.acls.contains({AclType::mac, "\x7f\x80\xff\0"s}));
+  EXPECT_TRUE(snapshot.acls.contains({AclType::mac, "\x7e\xff\xc0\xc3"}));
   EXPECT_TRUE(snapshot.acls.contains({AclType::mac, ""}));
+}
+
+TEST(Document, ControlCharactersOfRemarksAreQuestionMarks) {
+  const auto remark = [](const std::string& leaf) {
+    const Snapshot snapshot =
+        parsed(documentOf(setOf("ACL_L2", entryOf("\"config\":{" + leaf + "}"))));
+    return snapshot.acls.begin()->second.remarks.at(10);
+  };
+  EXPECT_EQ(remark(R"("description":"a\u001b[2Jb\u0000\u007f\u0080\u009f\u00a0c")"),
+            "a?[2Jb????\xc2\xa0"
+            "c");
+  // ESC, C1 alone and within "\u20ac", LF, C1 in two octets.
+  EXPECT_EQ(remark(R"("zorlen-acl-ext:description-octets":"1b9be282ac0ac29b")"),
+            "??\xe2\x82\xac??");
+}
+
+TEST(Document, NamesWithControlCharactersAreRefused) {
+  const std::string expected = ", expected a name without control characters";
+  const std::string place = "f:1: /openconfig-acl:acl/acl-sets/acl-set/0: found the name ";
+  EXPECT_EQ(refusal(documentOf(R"({"name":"a\u001b[2J","type":"ACL_L2"})")),
+            place + R"("a\x1b[2J")" + expected);
+  EXPECT_EQ(refusal(documentOf(R"({"name":"\u009b2J","type":"ACL_L2"})")),
+            place + R"("\xc2\x9b2J")" + expected);
+  EXPECT_EQ(refusal(documentOf(
+                R"({"name":"a","type":"ACL_L2","config":{"zorlen-acl-ext:name-octets":"809b"}})")),
+            place + R"("\x80\x9b")" + expected);
+  // Such a key alone is published nowhere.
+  EXPECT_EQ(
+      refusal(documentOf(
+          R"({"name":"\u0007","type":"ACL_L2","config":{"zorlen-acl-ext:name-octets":"61"}})")),
+      "accepted");
 }
 
 TEST(Document, DataPlaneFlags) {
@@ -188,12 +219,12 @@ TEST(Document, LastUpdateIsATimeOnTheOwnClock) {
   EXPECT_LE(future, Qel::now());
 }
 
-TEST(Document, RuleIdsAndRemarksOfAnyOctets) {
+TEST(Document, RuleIdsAndRemarksOfOctetsThatAreNoUtf8) {
   const Snapshot snapshot = parsed(documentOf(
       setOf("ACL_L2", entryOf(R"("config":{"description":"key","zorlen-acl-ext:description-octets":
-          "00ff80","zorlen-acl-ext:rule-id":"4294967295.65535.1"})"))));
+          "a0ffc3","zorlen-acl-ext:rule-id":"4294967295.65535.1"})"))));
   const AclSnapshot& acl = snapshot.acls.begin()->second;
-  EXPECT_EQ(acl.remarks.at(10), std::string("\0\xff\x80", 3));
+  EXPECT_EQ(acl.remarks.at(10), "\xa0\xff\xc3");
   EXPECT_EQ(acl.rules.at(10).id, Acl::UniqueId(4294967295, 65535, 1));
 }
 
@@ -413,6 +444,24 @@ TEST(Document, StopEndsTheReading) {
   stop.request_stop();
   EXPECT_TRUE(
       std::holds_alternative<DocumentError>(parse(documentOf(""), Limits(), stop.get_token())));
+}
+
+TEST(Document, WhatStandsInForeignMembersIsNotKept) {
+  const auto around = [](const std::string& member, const std::string& value) {
+    return R"({"acl":{")" + member + "\":" + value +
+           R"(,"acl-sets":{"acl-set":[{"name":"a","type":"ACL_L2"}]}}})";
+  };
+  const std::string values = R"([0,[1,{"a":"b","a":[true,null,-1.5]}],{},"x"])";
+  // The document, its two members, the list, the ACL and its two leafs.
+  constexpr size_t kNodes = 8;
+  for (const char* member : {"v:x", "@", "interfaces", "openconfig-acl:interfaces"}) {
+    EXPECT_EQ(refusal(around(member, values), {.nodes = kNodes}), "accepted") << member;
+    EXPECT_EQ(refusal(around(member, "\"text\""), {.nodes = kNodes}), "accepted") << member;
+  }
+  EXPECT_EQ(refusal(around("v:x", values), {.nodes = kNodes - 1}),
+            "f:1:" + std::to_string(around("v:x", values).find("\"ACL_L2\"") + 8) +
+                ": found more values, expected at most 7 in the document");
+  EXPECT_EQ(refusal(around("v:x", "[[0]"), {}).substr(0, 4), "f:1:");
 }
 
 TEST(Document, HugeObjectsOfForeignMembersAreRead) {

@@ -8,6 +8,7 @@
 #include "acl/Aggregator.h"
 #include "apply/Applier.h"
 #include "dump/ModelSnapshot.h"
+#include "snapshot/Text.h"
 
 namespace OpenConfig {
 namespace {
@@ -63,7 +64,7 @@ class Random {
   std::string octets(size_t most) {
     std::string made(number(0, most), 'x');
     for (char& octet : made) octet = static_cast<char>(number(0, 255));
-    return made;
+    return Sources::withoutControls(made);
   }
   std::string text(size_t most) {
     std::string made(number(0, most), 'x');
@@ -73,7 +74,7 @@ class Random {
   /// The keys that names of other octets are given are names too.
   std::string name() {
     return pick<std::string>({octets(100), text(100), "octets-1", "octets-2", "table/chain",
-                              "na\xc3\xafve \xe2\x82\xac", std::string("a\0b", 3), "\xc3", ""});
+                              "na\xc3\xafve \xe2\x82\xac", "a\xff\"b", "\xc3", ""});
   }
 
   Acl::PortRange ports() {

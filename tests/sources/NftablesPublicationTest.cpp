@@ -174,6 +174,13 @@ TEST_F(NftablesPublication, LeavesOutWhatHasNoNameLeft) {
   EXPECT_THAT(linesOf(update), SizeIs(1));
 }
 
+TEST_F(NftablesPublication, SkipsANameWithControlCharactersAndSaysSoWithoutThem) {
+  const Update update = next(chainOf("ip", "t", R"(\u001b[2Jc)") + "," + chainOf("ip", "t", "c"));
+  EXPECT_THAT(namesOf(std::get<Snapshot>(update.content)), ElementsAre("ipv4 t/c"));
+  EXPECT_THAT(linesOf(update),
+              ElementsAre(HasSubstr("ip t ?[2Jc: not published: its name has control characters")));
+}
+
 TEST_F(NftablesPublication, SkipsANameThatIsTooLongAndSaysSoOnce) {
   const std::string ruleset = chainOf("ip", std::string(50, 't'), std::string(50, 'c')) + "," +
                               chainOf("ip", std::string(50, 't'), std::string(49, 'c'));

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "Rulesets.h"
+#include "apply/Remark.h"
 
 namespace Sources::Nftables {
 namespace {
@@ -60,6 +61,12 @@ TEST(NftablesRemark, IsTheComment) {
 TEST(NftablesRemark, HasTheCommentBeforeWhatIsNotShown) {
   EXPECT_THAT(rowsOf("ip", R"({"return":null})", R"("comment":"web",)"),
               ElementsAre("ipv4 permit # web [not shown: return]"));
+}
+
+TEST(NftablesRemark, HasQuestionMarksForControlCharacters) {
+  Remark remark;
+  remark.add("set", "set \x1b[2J");
+  EXPECT_EQ(remark.text("a\nb\xc2\x9b"), "a?b? [not shown: set ?[2J]");
 }
 
 TEST(NftablesRemark, IsCutAtAWholeCharacter) {

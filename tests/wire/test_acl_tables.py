@@ -13,12 +13,12 @@ NAMES = [
     b"B",
     b"a",
     b"b",
-    b"\x7f",
-    b"\x80",
+    b"~",
+    b"\xc3",
     b"\xff",
     b"aa",
     b"zz",
-    b"a\x00b",
+    b"a b",
     b"abc",
     b"x" * 100,
 ]
@@ -86,7 +86,7 @@ class AclTables(unittest.TestCase):
             (1,): b"B",
             (2, 97): b"aa",
             (1, 300): b"aa",
-            (3, 97): b"a\x00b",
+            (3, 97): b"a b",
         }
         for partial, above in cases.items():
             answer = self.agent.getnext(column + partial)

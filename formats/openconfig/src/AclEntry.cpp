@@ -5,6 +5,7 @@
 #include "Names.h"
 #include "Ports.h"
 #include "acl/Limits.h"
+#include "snapshot/Text.h"
 
 namespace OpenConfig {
 
@@ -229,10 +230,10 @@ constexpr std::array kTransportLeafs = {
 // Leafs of the entry itself.
 
 void readRemark(EntryDraft& draft, const Ref& leaf) {
-  draft.remark = readString(leaf, Acl::kMaxRemarkOctets);
+  draft.remark = Sources::withoutControls(readString(leaf, Acl::kMaxRemarkOctets));
 }
 void readRemarkOctets(EntryDraft& draft, const Ref& leaf) {
-  draft.remark = readOctets(leaf, Acl::kMaxRemarkOctets);
+  draft.remark = Sources::withoutControls(readOctets(leaf, Acl::kMaxRemarkOctets));
 }
 void readRuleId(EntryDraft& draft, const Ref& leaf) { draft.id = readUniqueId(leaf); }
 void readLastUpdate(EntryDraft& draft, const Ref& leaf) {

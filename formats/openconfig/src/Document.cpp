@@ -9,6 +9,7 @@
 #include "Names.h"
 #include "Tree.h"
 #include "acl/Limits.h"
+#include "snapshot/Text.h"
 
 namespace OpenConfig {
 
@@ -31,6 +32,7 @@ struct SetDraft {
   std::optional<std::string> octets;
   AclSnapshot acl;
   Ref entries;
+  size_t count = 0;
   Qel::HashCollection<Acl::UniqueId, bool> ruleIds;
 };
 
@@ -98,6 +100,10 @@ void readEntry(Reading& reading, const Ref& element, SetDraft& draft) {
     refuse(element, "more entries",
            "at most " + std::to_string(reading.limits.entries) + " in the document");
   }
+  if (++draft.count > reading.limits.entriesOfAcl) {
+    refuse(element, "more entries",
+           "at most " + std::to_string(reading.limits.entriesOfAcl) + " in an ACL");
+  }
   AclEntry entry = readAclEntry(element, *draft.type);
   if (acl.rules.contains(entry.sequence) || acl.remarks.contains(entry.sequence)) {
     refuse(element, "a second entry with sequence-id " + std::to_string(entry.sequence),
@@ -116,6 +122,12 @@ void readSet(Reading& reading, const Ref& set) {
   if (!draft.name) refuse(set, "no name", "a name");
   if (!draft.type) refuse(set, "no type", namesOf(kAclTypes));
   Snapshot::Key key(*draft.type, draft.octets.value_or(*draft.name));
+  if (Sources::hasControls(key.second)) {
+    refuse(set, "the name " + shownText(key.second), "a name without control characters");
+  }
+  if (reading.snapshot.acls.size() == reading.limits.acls) {
+    refuse(set, "more ACLs", "at most " + std::to_string(reading.limits.acls) + " in the document");
+  }
   if (!reading.listKeys.emplace(*draft.type, *draft.name).second ||
       reading.snapshot.acls.contains(key)) {
     refuse(set, "a second ACL " + shownText(key.second) + " of its type",
@@ -166,7 +178,7 @@ void readData(Reading& reading, const Ref& data) { readMembers(kTop, reading, da
 constexpr std::array kDocument = {
     DocumentMember{"acl", readAcl},
     DocumentMember{"data", readData},
-    DocumentMember{"ietf-restconf:data", readData},
+    DocumentMember{kRestconfData, readData},
 };
 
 }  // namespace

@@ -100,7 +100,7 @@ std::string readOctets(const Ref& leaf, size_t most) {
     octets += static_cast<char>(*octet);
   }
   if (2 * octets.size() != digits.size()) {
-    refuse(leaf, "octets in pairs of hexadecimal digits such as \"80ff00\"");
+    refuse(leaf, "octets in pairs of hexadecimal digits such as \"c3ff20\"");
   }
   return octets;
 }

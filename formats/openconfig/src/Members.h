@@ -32,6 +32,8 @@ inline void requireKind(const Ref& value, Kind kind, const char* expected) {
 
 /// The member's name in the tables: that of openconfig-acl has no prefix, that of ours keeps it.
 std::string_view localName(std::string_view key);
+/// What RESTCONF puts around the data.
+inline constexpr std::string_view kRestconfData = "ietf-restconf:data";
 /// Whether a member belongs to a module that is not read here, or is an annotation.
 bool isForeign(std::string_view key);
 

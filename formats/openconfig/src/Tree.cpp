@@ -4,7 +4,9 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <vector>
 
+#include "Members.h"
 #include "qel/Strep.h"
 
 namespace OpenConfig {
@@ -48,6 +50,12 @@ class CountingIterator {
   const char* at_;
   const char** reached_;
 };
+
+/// Whether nothing within a member of that name is ever read.
+bool isIgnored(std::string_view name) {
+  if (name == kRestconfData) return false;
+  return isForeign(name) || localName(name) == "interfaces";
+}
 
 DocumentError errorAt(std::string_view source, size_t offset, std::string found,
                       std::string expected) {
@@ -96,16 +104,20 @@ class Tree::Builder {
   bool start_object(size_t) { return open(Kind::object); }
   bool start_array(size_t) { return open(Kind::list); }
   bool end_object() {
+    if (ignored_ != 0) return closeIgnored();
     const bool unique = !refuseDuplicate(open_.back());
     open_.pop_back();
     return unique;
   }
   bool end_array() {
+    if (ignored_ != 0) return closeIgnored();
     open_.pop_back();
     return true;
   }
   bool key(const std::string& name) {
+    if (ignored_ != 0) return true;
     key_ = keep(name);
+    ignoreNext_ = isIgnored(name);
     return true;
   }
 
@@ -151,7 +163,26 @@ class Tree::Builder {
     return text;
   }
 
+  bool closeIgnored() {
+    --ignored_;
+    return true;
+  }
+
+  // Whether the reading goes on.
+  bool goesOn() {
+    constexpr size_t kStep = 1 << 12;
+    return ++values_ % kStep != 0 || !stop_.stop_requested();
+  }
+
   bool add(Kind kind, uint64_t number) {
+    if (!goesOn()) return false;
+    if (ignored_ != 0) return true;
+    ignoreNext_ = false;
+    if (tree_.nodes_.size() == limits_.nodes) {
+      error = errorAt(tree_.source_, place(), "more values",
+                      "at most " + std::to_string(limits_.nodes) + " in the document");
+      return false;
+    }
     const auto index = static_cast<uint32_t>(tree_.nodes_.size());
     Node node{};
     node.place = static_cast<uint32_t>(place());
@@ -174,19 +205,25 @@ class Tree::Builder {
   }
 
   bool addText(Kind kind, const std::string& octets) {
-    add(kind, 0);
-    tree_.nodes_.back().text = keep(octets);
+    const bool kept = ignored_ == 0 && !ignoreNext_;
+    if (!add(kept ? kind : Kind::null, 0)) return false;
+    if (kept) tree_.nodes_.back().text = keep(octets);
     return true;
   }
 
   bool open(Kind kind) {
     if (stop_.stop_requested()) return false;
-    add(kind, 0);
-    tree_.nodes_.back().children = {kNone, kNone};
-    if (open_.size() == limits_.depth) {
+    const bool ignored = ignored_ != 0 || ignoreNext_;
+    if (!add(kind, 0)) return false;
+    if (ignored_ == 0) tree_.nodes_.back().children = {kNone, kNone};
+    if (open_.size() + ignored_ == limits_.depth) {
       error = errorAt(tree_.source_, place(), "deeper nesting",
                       "at most " + std::to_string(limits_.depth) + " levels");
       return false;
+    }
+    if (ignored) {
+      ++ignored_;
+      return true;
     }
     open_.push_back(static_cast<uint32_t>(tree_.nodes_.size() - 1));
     return true;
@@ -219,6 +256,10 @@ class Tree::Builder {
   std::stop_token stop_;
   std::vector<uint32_t> open_;
   Text key_{};
+  size_t values_ = 0;
+  // Whether the value of the key read last is ignored, and what is open of one that is.
+  bool ignoreNext_ = false;
+  size_t ignored_ = 0;
   // The names of one object: most objects are small, and a set for each would cost more than they.
   std::vector<std::string_view> few_;
   std::set<std::string_view> many_;

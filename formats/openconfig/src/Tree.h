@@ -1,14 +1,14 @@
 #pragma once
 
 /// A JSON document as a compact tree that knows where each value stands in the text. Built in one
-/// pass without recursion; duplicate members, too deep nesting and text that is not JSON are
-/// refused there.
+/// pass without recursion; duplicate members, too deep nesting, too many values and text that is
+/// not JSON are refused there. What stands within members that nobody reads is not kept.
 
 #include <cstdint>
+#include <deque>
 #include <stop_token>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "openconfig/Document.h"
 
@@ -95,8 +95,8 @@ class Tree {
   }
 
   std::string_view source_;
-  std::vector<Node> nodes_;
-  std::string octets_;  // keys and strings without their escapes
+  std::deque<Node> nodes_;  // grows without a copy
+  std::string octets_;      // keys and strings without their escapes
 };
 
 /// Octets between double quotes on one line: escaped where not printable, cut where long.

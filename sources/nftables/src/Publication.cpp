@@ -1,5 +1,7 @@
 #include "nftables/Publication.h"
 
+#include <absl/hash/hash.h>
+
 #include <algorithm>
 #include <map>
 #include <unordered_map>
@@ -50,7 +52,9 @@ struct Publication::PublishedChain {
   std::string name;
   std::vector<PublishedRule> rules;
 
-  std::string title() const { return std::string(stringValue(family)) + " " + table + " " + chain; }
+  std::string title() const {
+    return withoutControls(std::string(stringValue(family)) + " " + table + " " + chain);
+  }
   bool isSame(const PublishedChain& other) const {
     return family == other.family && table == other.table && chain == other.chain;
   }
@@ -131,6 +135,11 @@ void Publication::nameChains(std::vector<PublishedChain>& chains, Update& update
   };
   for (PublishedChain* chain : order) {
     std::string name = chain->table + "/" + chain->chain;
+    if (hasControls(name)) {
+      sayOnce(update, Severity::warning,
+              "nftables: " + chain->title() + ": not published: its name has control characters");
+      continue;
+    }
     if (!isFree(chain->family, name)) {
       name.insert(0, std::string(stringValue(chain->family)) + " ");
       if (!isFree(chain->family, name)) {
@@ -171,7 +180,7 @@ void Publication::numberRules(std::vector<PublishedChain>& chains, Update& updat
                                     ": no sequence number was left between two rules; all of the "
                                     "chain's have new ones");
     }
-    std::unordered_map<uint64_t, const PublishedRule*> byHandle;
+    std::unordered_map<uint64_t, const PublishedRule*, absl::Hash<uint64_t>> byHandle;
     for (const PublishedRule& rule : before.rules) byHandle.emplace(rule.handle, &rule);
     for (size_t i = 0; i < rules.size(); ++i) {
       PublishedRule& rule = chain.rules[i];

@@ -65,6 +65,7 @@ std::optional<Outcome> RulesetReader::read(bool, const std::stop_token&) {
   try {
     outcome = look();
   } catch (const std::bad_alloc&) {
+    publication_.lost();
     outcome = refused("not enough memory");
   }
   began_ = 0;

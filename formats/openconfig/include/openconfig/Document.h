@@ -31,6 +31,10 @@ struct Limits {
   size_t depth = 64;
   /// Entries of all ACLs together.
   size_t entries = 1'000'000;
+  size_t entriesOfAcl = 100'000;
+  size_t acls = 50'000;
+  /// Values that are kept while the document is read, about one for 8 octets.
+  size_t nodes = size_t{8} << 20;
 };
 
 /// Why a document is refused.

@@ -1,7 +1,8 @@
 #pragma once
 
 /// The remark of a rule: its comment and, in brackets, what no column shows, such as
-/// "web servers [not shown: limit; meta iifname eth0]".
+/// "web servers [not shown: limit; meta iifname eth0]". Characters that control terminals become
+/// question marks.
 
 #include <cstddef>
 #include <set>

@@ -37,6 +37,8 @@ class Publication {
   Publication& operator=(const Publication&) = delete;
 
   Update next(Ruleset ruleset);
+  /// The last update was lost: the next one has everything.
+  void lost() { first_ = true; }
 
  private:
   struct PublishedRule;
