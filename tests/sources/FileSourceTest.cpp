@@ -7,11 +7,33 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <future>
 
 #include "../formats/Documents.h"
+
+/// In place of that of the system, for the whole program: a link under this directory is followed
+/// only once that is allowed.
+namespace {
+struct SilentDirectory {
+  std::string path;
+  std::promise<void> reached;
+  std::promise<void> answers;
+};
+std::atomic<SilentDirectory*> silent = nullptr;
+}  // namespace
+
+extern "C" ssize_t readlink(const char* path, char* target, size_t size) noexcept {
+  if (SilentDirectory* found = silent; found != nullptr && found->path == path) {
+    silent = nullptr;
+    found->reached.set_value();
+    found->answers.get_future().wait();
+  }
+  return readlinkat(AT_FDCWD, path, target, size);
+}
 
 namespace Sources {
 namespace {
@@ -120,9 +142,27 @@ TEST_F(FileSourceTest, LoadsTheFileAtStart) {
   write(path_, documentOf(setOf("ACL_L2", entryOf(R"("config":{"description":"r"})"))));
   start();
   EXPECT_EQ(source_->name(), "file");
-  EXPECT_EQ(source_->descriptors().size(), 2U);
+  EXPECT_EQ(source_->descriptors().size(), 3U);
   ASSERT_TRUE(followTo("a"));
   EXPECT_THAT(lines_, ElementsAre("info " + path_ + ": loaded 1 ACL, 1 rule, 1 remark"));
+}
+
+TEST_F(FileSourceTest, FileSystemThatDoesNotAnswerKeepsNobodyElseWaiting) {
+  write(path_, documentWith("a"));
+  SilentDirectory directory{path_, {}, {}};
+  silent = &directory;
+  start();
+  directory.reached.get_future().wait();
+  // Changes are reported meanwhile; they are looked at once the path can be followed.
+  write(path_, documentWith("b"));
+  for (int i = 0; i < 5; ++i) {
+    pump(5);
+    clock_.advance(2 * FileSource::kQuiet);
+  }
+  EXPECT_EQ(source_->progress(), Progress::reading);
+  EXPECT_THAT(lines_, IsEmpty());
+  directory.answers.set_value();
+  EXPECT_TRUE(followTo("b"));
 }
 
 TEST_F(FileSourceTest, MissingFileIsOneErrorAndIsReadWhenItComes) {

@@ -14,7 +14,9 @@
 #include <future>
 #include <system_error>
 
+#include "apply/ReadingSource.h"
 #include "qel/Descriptor.h"
+#include "support/Sanitizer.h"
 
 namespace Sources {
 namespace {
@@ -141,7 +143,7 @@ TEST(ReadingThread, DestructionStopsAReadingAndBreaksItOff) {
   };
   reader->broken = [&] { broken.set_value(); };
   {
-    ReadingThread thread(std::move(reader), std::chrono::milliseconds(60'000));
+    ReadingThread thread(std::move(reader), {.end = 60s});
     thread.request(false);
     begun.get_future().wait();
   }
@@ -167,7 +169,8 @@ TEST(ReadingThread, ReaderThatHangsIsLeftBehind) {
   std::promise<void> end;
   std::promise<void> gone;
   {
-    ReadingThread thread(std::make_unique<Hanging>(begun, end.get_future().share(), gone), 1ms);
+    ReadingThread thread(std::make_unique<Hanging>(begun, end.get_future().share(), gone),
+                         {.end = 1ms});
     thread.request(false);
     begun.get_future().wait();
   }
@@ -177,9 +180,77 @@ TEST(ReadingThread, ReaderThatHangsIsLeftBehind) {
   EXPECT_EQ(goes.wait_for(60s), std::future_status::ready);
 }
 
-TEST(ReadingThread, WithoutADescriptorLeftKeepsNone) {
+TEST(ReadingThread, DestructionHardlyWaitsForAReaderThatIsOverdue) {
+  std::promise<void> end;
+  auto gone = std::make_shared<std::promise<void>>();
+  auto goes = gone->get_future();
   auto reader = std::make_unique<Scripted>();
-  // The lowest one that is free, and so the only one: the thread takes two.
+  reader->during = [&](const std::stop_token&) {
+    end.get_future().wait();
+    gone->set_value();
+  };
+  {
+    // An hour, if it waited.
+    ReadingThread thread(std::move(reader), {.reading = 1ms, .end = 3600s});
+    thread.request(false);
+    pollfd polled{thread.overdueDescriptor(), POLLIN, 0};
+    ASSERT_EQ(poll(&polled, 1, 60'000), 1);
+    EXPECT_TRUE(thread.takeOverdue());
+    EXPECT_EQ(poll(&polled, 1, 0), 0);
+  }
+  end.set_value();
+  EXPECT_EQ(goes.wait_for(60s), std::future_status::ready);
+}
+
+TEST(ReadingSource, TellsOnceOfAReadingThatHangsAndOnceOfItsEnd) {
+  class Source final : public ReadingSource {
+   public:
+    using ReadingSource::ReadingSource;
+  };
+  std::vector<std::string> lines;
+  const Mount mount{
+      Qel::make<Qel::Dir>("input"), Qel::make<Qel::Dir>("status"), Qel::make<Mek::TaskScheduler>(),
+      [&](Severity severity, const std::string& line) {
+        lines.push_back((severity == Severity::warning ? "warning " : "info ") + line);
+      }};
+  std::promise<void> end;
+  auto reader = std::make_unique<Scripted>();
+  Scripted& scripted = *reader;
+  scripted.during = [&](const std::stop_token&) { end.get_future().wait(); };
+  Source source(mount, "name", "subject", std::move(reader), {.reading = 20ms});
+  source.start();
+  const auto follow = [&](size_t count) {
+    while (lines.size() < count) {
+      std::vector<pollfd> polled;
+      for (const int descriptor : source.descriptors()) polled.push_back({descriptor, POLLIN, 0});
+      ASSERT_GT(poll(polled.data(), polled.size(), 60'000), 0);
+      for (const pollfd& p : polled) {
+        if (p.revents != 0) source.handleReadable(p.fd);
+      }
+    }
+  };
+  follow(1);
+  EXPECT_EQ(source.progress(), Progress::reading);
+  source.handleReadable(source.descriptors().front());
+  source.handleReadable(source.descriptors().back());
+  EXPECT_THAT(lines, ElementsAre("warning subject: has not been read within 0.02 s; what was "
+                                 "published stays"));
+  end.set_value();
+  follow(3);
+  EXPECT_THAT(lines, ElementsAre(testing::_, "info subject: the reading that took long has ended",
+                                 "info asked"));
+  EXPECT_EQ(source.progress(), Progress::published);
+  // The next one is in time.
+  scripted.during = nullptr;
+  source.reload();
+  follow(4);
+  EXPECT_EQ(lines.back(), "info forced");
+}
+
+TEST(ReadingThread, WithoutADescriptorLeftKeepsNone) {
+  if (SUPPORT_ASAN) GTEST_SKIP() << "the sanitizer needs descriptors to look at memory";
+  auto reader = std::make_unique<Scripted>();
+  // The lowest one that is free, and so the only one: the thread takes three.
   const int lowest = Qel::Descriptor(open("/dev/null", O_RDONLY | O_CLOEXEC)).number();
   const size_t before = openDescriptors();
   rlimit limit{};

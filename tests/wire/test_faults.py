@@ -1,6 +1,8 @@
 """What goes wrong around an agent: it says so in one line, and goes on or ends as promised."""
 
 import contextlib
+import ctypes
+import json
 import os
 import resource
 import shutil
@@ -316,6 +318,83 @@ class Privileges(unittest.TestCase):
                     for thread in self.status(agent):
                         self.assertEqual(thread, {"CapPrm": left, "CapEff": left, "CapInh": 0,
                                                   "CapAmb": 0, "NoNewPrivs": 1})
+
+
+class SilentFileSystem:
+    """A file system in user space whose server answers nothing, mounted until `end`."""
+
+    LIBC = ctypes.CDLL(None, use_errno=True)
+
+    def __init__(self, folder):
+        self.folder = folder.encode()
+        self.server = os.open("/dev/fuse", os.O_RDWR)
+        options = "fd=%d,rootmode=40000,user_id=0,group_id=0" % self.server
+        if self.LIBC.mount(b"silent", self.folder, b"fuse.silent", 0, options.encode()) != 0:
+            os.close(self.server)
+            raise OSError(ctypes.get_errno(), "mount")
+
+    def end(self):
+        """Whoever waits for it gets an error."""
+        os.close(self.server)
+        self.LIBC.umount2(self.folder, 2)
+
+
+class Files(unittest.TestCase):
+    LATE = "mnt/acls.json: has not been read within 10 s; what was published stays"
+    NAMES = table(1, 1) + (1, 2)
+
+    def silent(self, folder):
+        try:
+            return SilentFileSystem(folder)
+        except OSError as error:
+            self.skipTest("no file system in user space can be mounted here: %s" % error)
+
+    def test_a_file_system_that_does_not_answer_costs_its_document_and_nothing_else(self):
+        with tempfile.TemporaryDirectory() as folder:
+            mount = os.path.join(folder, "mnt")
+            os.mkdir(mount)
+            hidden = os.path.join(mount, "acls.json")
+            with open(hidden, "w") as out:
+                json.dump(document(acl_set("hidden")), out)
+            with Agent(document(acl_set("a")), ["--acl", hidden]) as agent:
+                agent.wait_for_walk(lambda walk: len(walk) == 2, self.NAMES)
+                silence = self.silent(mount)
+                try:
+                    agent.process.send_signal(signal.SIGHUP)
+                    agent.wait_for_log("acls.json: loaded 1 ACL", 3)
+                    begun = time.monotonic()
+                    agent.write(document(acl_set("a"), acl_set("b")))
+                    agent.wait_for_walk(lambda walk: len(walk) == 3, self.NAMES)
+                    self.assertLess(time.monotonic() - begun, 10)
+                    agent.wait_for_log(self.LATE)
+                    agent.process.send_signal(signal.SIGHUP)
+                    agent.wait_for_log("loaded 2 ACLs", 2)
+                    self.assertEqual(len(agent.walk(self.NAMES)), 3)
+                finally:
+                    silence.end()
+                agent.wait_for_log("mnt/acls.json: the reading that took long has ended")
+                with open(hidden, "w") as out:
+                    json.dump(document(acl_set("hidden"), acl_set("hidden too")), out)
+                agent.process.send_signal(signal.SIGHUP)
+                agent.wait_for_walk(lambda walk: len(walk) == 4, self.NAMES)
+                self.assertEqual(agent.log().count(self.LATE), 1)
+
+    def test_sigterm_ends_it_while_file_systems_do_not_answer(self):
+        with tempfile.TemporaryDirectory() as folder:
+            mount = os.path.join(folder, "mnt")
+            os.mkdir(mount)
+            silence = self.silent(mount)
+            try:
+                files = [os.path.join(mount, "acls.json")] * 12
+                arguments = [part for file in files for part in ("--acl", file)]
+                with Agent(document(acl_set("a")), arguments) as agent:
+                    agent.wait_for_log(self.LATE, len(files))
+                    begun = time.monotonic()
+                # Closing sends SIGTERM and requires the exit code 0; each document alone may take 5 s
+                # of that where it is not known to hang.
+                self.assertLess(time.monotonic() - begun, 30)
+            finally:
+                silence.end()
 
 
 def with_memory(megabytes):

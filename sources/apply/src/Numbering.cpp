@@ -1,5 +1,7 @@
 #include "apply/Numbering.h"
 
+#include <absl/hash/hash.h>
+
 #include <algorithm>
 #include <deque>
 #include <limits>
@@ -22,7 +24,7 @@ bool isSame(const NumberedRule& a, const NumberedRule& b) {
 /// Where each rule stood before.
 std::vector<Place> placesBefore(const std::vector<NumberedRule>& before,
                                 const std::vector<NumberedRule>& rules) {
-  std::unordered_map<uint64_t, size_t> byHandle;
+  std::unordered_map<uint64_t, size_t, absl::Hash<uint64_t>> byHandle;
   for (size_t i = 0; i < before.size(); ++i) byHandle.emplace(before[i].handle, i);
   std::vector<Place> places(rules.size());
   std::vector<bool> taken(before.size());
@@ -32,7 +34,7 @@ std::vector<Place> placesBefore(const std::vector<NumberedRule>& before,
     places[i] = found->second;
     taken[found->second] = true;
   }
-  std::unordered_map<uint64_t, std::deque<size_t>> byDigest;
+  std::unordered_map<uint64_t, std::deque<size_t>, absl::Hash<uint64_t>> byDigest;
   for (size_t i = 0; i < before.size(); ++i) {
     if (!taken[i]) byDigest[before[i].digest].push_back(i);
   }

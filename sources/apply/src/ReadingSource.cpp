@@ -1,23 +1,51 @@
 #include "apply/ReadingSource.h"
 
+#include <new>
+#include <sstream>
+
 namespace Sources {
 
-ReadingSource::ReadingSource(const Mount& mount, std::string name, std::unique_ptr<Reader> reader)
+ReadingSource::ReadingSource(const Mount& mount, std::string name, std::string subject,
+                             std::unique_ptr<Reader> reader, const Patience& patience)
     : mount_(mount),
       name_(std::move(name)),
+      subject_(std::move(subject)),
+      longest_(patience.reading),
       applier_(Qel::make<Applier>(mount, name_)),
-      thread_(std::move(reader)) {}
+      thread_(std::move(reader), patience) {}
+
+void ReadingSource::tellOverdue() {
+  if (thread_.takeOverdue() == overdue_) return;
+  overdue_ = !overdue_;
+  if (overdue_) {
+    std::ostringstream line;
+    line << subject_ << ": has not been read within "
+         << std::chrono::duration<double>(longest_).count() << " s; what was published stays";
+    mount_.log(Severity::warning, line.str());
+  } else {
+    mount_.log(Severity::info, subject_ + ": the reading that took long has ended");
+  }
+}
 
 void ReadingSource::handleReadable(int) {
+  try {
+    take();
+  } catch (const std::bad_alloc&) {
+    // A line that could not be told; what was read is on its way.
+  }
+}
+
+void ReadingSource::take() {
+  tellOverdue();
   std::optional<Outcome> outcome = thread_.take();
   if (!outcome) return;
   failed_ = outcome->failed;
-  for (const auto& [severity, line] : outcome->lines) mount_.log(severity, line);
   if (auto* snapshot = std::get_if<Snapshot>(&outcome->content)) {
     applier_->snapshotIs(std::move(*snapshot));
   } else if (auto* changes = std::get_if<CounterChanges>(&outcome->content)) {
     applier_->changesAre(std::move(*changes));
   }
+  for (const auto& [severity, line] : outcome->lines) mount_.log(severity, line);
 }
 
 Progress ReadingSource::progress() const {

@@ -3,6 +3,8 @@
 #include <poll.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -22,6 +24,21 @@ Qel::Descriptor newEvent() {
   Qel::Descriptor event(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
   if (!event) throw std::system_error(errno, std::generic_category(), "eventfd");
   return event;
+}
+
+Qel::Descriptor newTimer() {
+  Qel::Descriptor timer(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
+  if (!timer) throw std::system_error(errno, std::generic_category(), "timerfd_create");
+  return timer;
+}
+
+/// Makes a timer readable after so long, or not at all for no time.
+void set(const Qel::Descriptor& timer, std::chrono::milliseconds after) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(after);
+  itimerspec time{};
+  time.it_value.tv_sec = seconds.count();
+  time.it_value.tv_nsec = std::chrono::nanoseconds(after - seconds).count();
+  timerfd_settime(timer.number(), 0, &time, nullptr);
 }
 
 void raise(const Qel::Descriptor& event) { eventfd_write(event.number(), 1); }
@@ -51,15 +68,24 @@ class SignalsBlocked {
 }  // namespace
 
 struct ReadingThread::Shared {
-  explicit Shared(std::unique_ptr<Reader> made) : reader(std::move(made)) {}
+  static constexpr std::chrono::seconds kRetry{1};
+
+  Shared(std::unique_ptr<Reader> made, std::chrono::milliseconds mostTime)
+      : reader(std::move(made)), longest(mostTime) {}
 
   /// Waits until a reading is due and there is room for what it gives: whether it is forced, or
   /// nothing for the end.
   std::optional<bool> waitForWork();
+  /// One reading, watched for how long it takes.
+  std::optional<Outcome> read(bool forcedOne);
+
+  bool isOverdue() const { return since && Reader::Clock::now() - *since >= longest; }
 
   const std::unique_ptr<Reader> reader;
   const Qel::Descriptor ready = newEvent();
   const Qel::Descriptor wake = newEvent();
+  const Qel::Descriptor late = newTimer();
+  const std::chrono::milliseconds longest;
   std::stop_source stop;
 
   std::mutex mutex;
@@ -67,11 +93,15 @@ struct ReadingThread::Shared {
   bool ended = false;
   bool requested = false;
   bool forced = false;
+  /// Nothing is read before that.
+  Reader::Clock::time_point retryAt{};
+  /// When the reading under way began.
+  std::optional<Reader::Clock::time_point> since;
   std::optional<Outcome> outcome;
 };
 
-ReadingThread::ReadingThread(std::unique_ptr<Reader> reader, std::chrono::milliseconds patience)
-    : shared_(std::make_shared<Shared>(std::move(reader))), patience_(patience) {
+ReadingThread::ReadingThread(std::unique_ptr<Reader> reader, const Patience& patience)
+    : shared_(std::make_shared<Shared>(std::move(reader), patience.reading)), patience_(patience) {
   const SignalsBlocked blocked;
   thread_ = std::thread([shared = shared_] { run(*shared); });
 }
@@ -81,7 +111,10 @@ ReadingThread::~ReadingThread() {
   raise(shared_->wake);
   shared_->reader->breakOff();
   std::unique_lock lock(shared_->mutex);
-  if (shared_->end.wait_for(lock, patience_, [this] { return shared_->ended; })) {
+  // Where many files stand on one file system that hangs, waiting for each would add up.
+  constexpr std::chrono::milliseconds kNearlyNone{50};
+  const auto wait = shared_->isOverdue() ? std::min(kNearlyNone, patience_.end) : patience_.end;
+  if (shared_->end.wait_for(lock, wait, [this] { return shared_->ended; })) {
     lock.unlock();
     thread_.join();
   } else {
@@ -113,22 +146,33 @@ std::optional<Outcome> ReadingThread::take() {
   return outcome;
 }
 
+int ReadingThread::overdueDescriptor() const { return shared_->late.number(); }
+
+bool ReadingThread::takeOverdue() {
+  const std::lock_guard lock(shared_->mutex);
+  uint64_t expired = 0;
+  if (::read(shared_->late.number(), &expired, sizeof expired) < 0) expired = 0;
+  return shared_->isOverdue();
+}
+
 std::optional<bool> ReadingThread::Shared::waitForWork() {
   constexpr long kLongest = 3'600'000;
   while (!stop.stop_requested()) {
     bool full = false;
+    bool waits = false;
     {
       const std::lock_guard lock(mutex);
       clear(wake);
       full = outcome.has_value();
-      if (requested && !full) {
+      waits = Reader::Clock::now() < retryAt;
+      if (requested && !full && !waits) {
         requested = false;
         return std::exchange(forced, false);
       }
     }
     const auto now = Reader::Clock::now();
-    const auto due = reader->due();
-    if (!full && due <= now) return false;
+    const auto due = waits ? retryAt : reader->due();
+    if (!full && !waits && due <= now) return false;
     // One millisecond more than what is cut off.
     const auto rest = std::chrono::duration_cast<std::chrono::milliseconds>(due - now).count() + 1;
     pollfd polled[] = {{wake.number(), POLLIN, 0}, {reader->descriptor(), POLLIN, 0}};
@@ -138,9 +182,32 @@ std::optional<bool> ReadingThread::Shared::waitForWork() {
   return std::nullopt;
 }
 
+std::optional<Outcome> ReadingThread::Shared::read(bool forcedOne) {
+  {
+    const std::lock_guard lock(mutex);
+    since = Reader::Clock::now();
+  }
+  set(late, longest);
+  std::optional<Outcome> given;
+  try {
+    given = reader->read(forcedOne, stop.get_token());
+  } catch (const std::bad_alloc&) {
+    // Not even enough to say so: it is asked for again.
+    const std::lock_guard lock(mutex);
+    requested = true;
+    forced = true;
+    retryAt = Reader::Clock::now() + kRetry;
+  }
+  set(late, std::chrono::milliseconds(0));
+  const std::lock_guard lock(mutex);
+  if (isOverdue()) raise(ready);
+  since.reset();
+  return given;
+}
+
 void ReadingThread::run(Shared& shared) {
   while (const std::optional<bool> forced = shared.waitForWork()) {
-    std::optional<Outcome> outcome = shared.reader->read(*forced, shared.stop.get_token());
+    std::optional<Outcome> outcome = shared.read(*forced);
     if (!outcome || shared.stop.stop_requested()) continue;
     const std::lock_guard lock(shared.mutex);
     shared.outcome = std::move(outcome);

@@ -1,5 +1,6 @@
 #include "FileReader.h"
 
+#include <algorithm>
 #include <functional>
 #include <new>
 #include <string_view>
@@ -16,11 +17,36 @@ Outcome refused(std::string line) { return {{}, {{Severity::error, std::move(lin
 
 std::optional<Outcome> FileReader::read(bool forced, const std::stop_token& stop) {
   due_ = Clock::time_point::max();
+  std::optional<Outcome> outcome;
   try {
-    return look(forced, stop);
+    arm();
+    outcome = look(forced, stop);
+    rest_ = {};
   } catch (const std::bad_alloc&) {
-    return refused(path_ + ": found too little memory to read it");
+    constexpr std::chrono::seconds kShortest{1};
+    constexpr std::chrono::seconds kLongest{64};
+    const bool again = rest_ != std::chrono::seconds{};
+    rest_ = std::clamp(2 * rest_, kShortest, kLongest);
+    due_ = Clock::now() + rest_;
+    looked_ = false;
+    if (again) return std::nullopt;
+    outcome = refused(path_ + ": found too little memory to read it; trying again");
   }
+  if (outcome) failed_ = outcome->failed;
+  // Nothing is told before there is something to tell of the file itself.
+  if (!watchUntold_ || (!outcome && !looked_)) return outcome;
+  if (!outcome) outcome = Outcome{{}, {}, failed_};
+  outcome->lines.emplace(
+      outcome->lines.begin(), Severity::warning,
+      path_ + ": cannot be watched; changes are read when a reload is asked for");
+  watchUntold_ = false;
+  return outcome;
+}
+
+void FileReader::arm() {
+  const bool watched = watch_.arm();
+  watchUntold_ = !watched && (watchUntold_ || !watchFailed_);
+  watchFailed_ = !watched;
 }
 
 std::optional<Outcome> FileReader::look(bool forced, const std::stop_token& stop) {

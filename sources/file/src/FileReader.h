@@ -7,6 +7,7 @@
 #include <string>
 
 #include "FileContents.h"
+#include "FileWatch.h"
 #include "apply/ReadingThread.h"
 #include "file/FileSource.h"
 
@@ -15,16 +16,24 @@ namespace Sources {
 class FileReader final : public Reader {
  public:
   FileReader(std::string path, FileFormat format)
-      : path_(std::move(path)), format_(std::move(format)) {}
+      : path_(std::move(path)), format_(std::move(format)), watch_(path_) {}
+
+  /// For the event thread, which takes its reports; the thread of the readings arms it.
+  FileWatch& watch() { return watch_; }
 
   std::optional<Outcome> read(bool forced, const std::stop_token& stop) override;
   Clock::time_point due() const override { return due_; }
 
  private:
+  void arm();
   std::optional<Outcome> look(bool forced, const std::stop_token& stop);
 
   const std::string path_;
   const FileFormat format_;
+  FileWatch watch_;
+  bool watchFailed_ = false;
+  /// Whether it is still to be said that the watch failed.
+  bool watchUntold_ = false;
 
   Clock::time_point due_ = Clock::time_point::max();
   // The last reading.
@@ -34,6 +43,9 @@ class FileReader final : public Reader {
   std::optional<FileIdentity> identity_;
   size_t hash_ = 0;
   std::string refusal_;
+  bool failed_ = false;
+  /// How long to rest after a reading for which memory was wanting; none after any other.
+  std::chrono::seconds rest_{};
 };
 
 }  // namespace Sources

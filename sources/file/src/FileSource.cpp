@@ -1,17 +1,16 @@
 #include "file/FileSource.h"
 
 #include "FileReader.h"
-#include "FileWatch.h"
 
 namespace Sources {
 
 FileSource::FileSource(const Mount& mount, std::string name, std::string path, FileFormat format)
-    : ReadingSource(mount, std::move(name), std::make_unique<FileReader>(path, std::move(format))),
-      path_(std::move(path)),
+    : ReadingSource(mount, std::move(name), path,
+                    std::make_unique<FileReader>(path, std::move(format))),
       quiet_(Qel::make<Mek::Task>(mount.scheduler, Applier::kPriority,
                                   Qel::String8("source " + this->name() + " quiet"),
                                   [this] { look(false); })),
-      watch_(std::make_unique<FileWatch>(path_)) {}
+      watch_(static_cast<FileReader&>(reader()).watch()) {}
 
 FileSource::~FileSource() { quiet_->unschedule(); }
 
@@ -21,28 +20,22 @@ void FileSource::reload() { look(true); }
 
 std::vector<int> FileSource::descriptors() const {
   std::vector<int> all = ReadingSource::descriptors();
-  if (watch_->descriptor() >= 0) all.insert(all.begin(), watch_->descriptor());
+  if (watch_.descriptor() >= 0) all.insert(all.begin(), watch_.descriptor());
   return all;
 }
 
 void FileSource::handleReadable(int descriptor) {
-  if (descriptor == watch_->descriptor()) return handleChanges();
+  if (descriptor == watch_.descriptor()) return handleChanges();
   ReadingSource::handleReadable(descriptor);
 }
 
 void FileSource::look(bool forced) {
   quiet_->unschedule();
-  const bool watched = watch_->arm();
-  if (!watched && !watchFailed_) {
-    mount().log(Severity::warning,
-                path_ + ": cannot be watched; changes are read when a reload is asked for");
-  }
-  watchFailed_ = !watched;
   request(forced);
 }
 
 void FileSource::handleChanges() {
-  switch (watch_->drain()) {
+  switch (watch_.drain()) {
     case FileWatch::Change::none:
       break;
     case FileWatch::Change::nearby:

@@ -44,7 +44,7 @@ std::string linkTarget(const std::string& path) {
 FileWatch::FileWatch(std::string path)
     : path_(std::move(path)), descriptor_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
 
-bool FileWatch::watch(std::string directory, std::string name) {
+bool FileWatch::watch(Names& names, std::string directory, std::string name) const {
   int watch = inotify_add_watch(descriptor(), directory.c_str(), kEvents | IN_ONLYDIR);
   while (watch < 0 && (errno == ENOENT || errno == ENOTDIR) && directory != "/" &&
          directory != ".") {
@@ -53,24 +53,28 @@ bool FileWatch::watch(std::string directory, std::string name) {
     watch = inotify_add_watch(descriptor(), directory.c_str(), kEvents | IN_ONLYDIR);
   }
   if (watch < 0) return false;
-  names_[watch].insert(std::move(name));
+  names[watch].insert(std::move(name));
   return true;
 }
 
 bool FileWatch::arm() {
   if (!descriptor_) return false;
-  const auto previous = std::move(names_);
-  names_.clear();
+  Names names;
   bool watched = true;
   std::string path = path_;
   for (int links = 0; links <= kMostLinks && !path.empty(); ++links) {
-    watched = watch(directoryOf(path), nameIn(path)) && watched;
+    watched = watch(names, directoryOf(path), nameIn(path)) && watched;
     path = linkTarget(path);
   }
   const std::unique_ptr<char, decltype(&std::free)> real(realpath(path_.c_str(), nullptr),
                                                          &std::free);
-  if (real) watched = watch(directoryOf(real.get()), nameIn(real.get())) && watched;
-  for (const auto& [old, names] : previous) {
+  if (real) watched = watch(names, directoryOf(real.get()), nameIn(real.get())) && watched;
+  // What is reported between the watches and their names comes before the file is looked at.
+  {
+    const std::lock_guard lock(mutex_);
+    names_.swap(names);
+  }
+  for (const auto& [old, gone] : names) {
     if (!names_.contains(old)) inotify_rm_watch(descriptor(), old);
   }
   return watched;
@@ -81,6 +85,7 @@ FileWatch::Change FileWatch::drain() {
   // turn.
   Change change = Change::none;
   alignas(inotify_event) std::array<char, 1 << 14> buffer;
+  const std::lock_guard lock(mutex_);
   const ssize_t got = read(descriptor(), buffer.data(), buffer.size());
   for (ssize_t at = 0; at < got;) {
     inotify_event event;

@@ -2,10 +2,12 @@
 
 /// Tells when one file may have changed, by inotify on the directories through which its path
 /// leads: the one of the path, those of the links on the way, and the one where the file really is.
-/// Where a directory is missing, the nearest one above it is watched.
+/// Where a directory is missing, the nearest one above it is watched. Following the path can take
+/// as long as a file system does not answer, so one thread may do that while another takes reports.
 
 #include <cstdint>
 #include <map>
+#include <mutex>
 #include <set>
 #include <string>
 
@@ -34,15 +36,19 @@ class FileWatch {
   /// at, so that no change falls between. False when some directory cannot be watched.
   bool arm();
 
-  /// Takes what was reported: the last change of the file, or what else there was.
+  /// Takes what was reported: the last change of the file, or what else there was. Never waits for
+  /// a file system.
   Change drain();
 
  private:
-  bool watch(std::string directory, std::string name);
+  using Names = std::map<int, std::set<std::string>>;  // by watch: the names that matter there
 
-  std::string path_;
-  Qel::Descriptor descriptor_;
-  std::map<int, std::set<std::string>> names_;  // by watch: the names that matter there
+  bool watch(Names& names, std::string directory, std::string name) const;
+
+  const std::string path_;
+  const Qel::Descriptor descriptor_;
+  std::mutex mutex_;
+  Names names_;
 };
 
 }  // namespace Sources

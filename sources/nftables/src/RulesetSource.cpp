@@ -12,7 +12,7 @@ constexpr Qel::Seconds kWatch = 1;
 }  // namespace
 
 RulesetSource::RulesetSource(const Mount& mount, std::string name, Qel::Seconds interval)
-    : ReadingSource(mount, std::move(name), std::make_unique<RulesetReader>(interval)),
+    : ReadingSource(mount, std::move(name), "nftables", std::make_unique<RulesetReader>(interval)),
       watchdog_(Qel::make<Mek::Task>(mount.scheduler, Applier::kPriority,
                                      Qel::String8("source " + this->name() + " watchdog"),
                                      [this] { watch(); })) {}

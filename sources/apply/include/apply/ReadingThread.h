@@ -4,8 +4,9 @@
 ///
 /// Made, asked and destroyed on the event thread. The reader reads on only once its last outcome
 /// has been taken. Signals are kept away from the thread. A reader that hangs (a file system that
-/// does not answer) costs its source and nothing else: nobody waits for it but the destructor,
-/// which gives it up after a while and leaves the reader to the thread.
+/// does not answer) costs its source and nothing else: it can be seen that it takes long, and
+/// nobody waits for it but the destructor, which gives it up after a while and leaves the reader to
+/// the thread.
 
 #include <chrono>
 #include <memory>
@@ -53,24 +54,32 @@ class Reader {
   virtual void breakOff() {}
 };
 
+/// How long a reading may take, and how long its end is waited for.
+struct Patience {
+  std::chrono::milliseconds reading{10'000};
+  std::chrono::milliseconds end{5000};
+};
+
 class ReadingThread {
  public:
-  static constexpr std::chrono::milliseconds kPatience{5000};
-
   /// Nothing is read before it is asked for. Throws `std::system_error` where the system has no
   /// thread or descriptor left.
-  explicit ReadingThread(std::unique_ptr<Reader> reader,
-                         std::chrono::milliseconds patience = kPatience);
-  /// Breaks a reading under way off and waits for its end, but not longer than `patience`.
+  explicit ReadingThread(std::unique_ptr<Reader> reader, const Patience& patience = {});
+  /// Breaks a reading under way off and waits for its end, but not longer than `Patience::end`, and
+  /// hardly at all where it has been overdue.
   ~ReadingThread();
   ReadingThread(const ReadingThread&) = delete;
   ReadingThread& operator=(const ReadingThread&) = delete;
 
   /// Asks for a reading. What is asked for during a reading follows it, once.
   void request(bool forced);
-  /// Readable while an outcome waits.
+  /// Readable while an outcome waits, and when a reading has ended that was overdue.
   int descriptor() const;
   std::optional<Outcome> take();
+  /// Readable when a reading has become overdue, until `takeOverdue` is called.
+  int overdueDescriptor() const;
+  /// Whether the reading under way has taken longer than `Patience::reading`.
+  bool takeOverdue();
   Reader& reader();
 
  private:
@@ -80,7 +89,7 @@ class ReadingThread {
 
   /// Outlives this object where the thread does.
   std::shared_ptr<Shared> shared_;
-  std::chrono::milliseconds patience_;
+  Patience patience_;
   std::thread thread_;
 };
 

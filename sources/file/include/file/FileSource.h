@@ -4,7 +4,8 @@
 /// another file, or reached through a link that moves. The format is the caller's.
 ///
 /// A file that is bad or missing is reported as one error line and changes nothing: what was served
-/// stays served. A good one is reported as one info line and applied in slices.
+/// stays served. A good one is reported as one info line and applied in slices. Everything that a
+/// file system may keep waiting happens on the source's thread.
 
 #include <cstddef>
 #include <functional>
@@ -51,10 +52,8 @@ class FileSource final : public ReadingSource {
   void look(bool forced);
   void handleChanges();
 
-  std::string path_;
   Qel::Ptr<Mek::Task> quiet_;
-  std::unique_ptr<FileWatch> watch_;
-  bool watchFailed_ = false;
+  FileWatch& watch_;  // the reader's
 };
 
 /// Reads a file at once, without publishing anything: one line that says why it would be refused,
