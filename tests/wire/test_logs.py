@@ -104,7 +104,7 @@ class Bounds(unittest.TestCase):
                     self.assertEqual(found_status, status)
                     if count is None:
                         self.assertGreater(found_count, 0)
-                        self.assertLess(found_count, 2000)
+                        self.assertLess(found_count, 2560)
                     else:
                         self.assertEqual(found_count, count)
                     most = re.search(rb"\x02\x02(..)\x04\x01\x04", packet[:40], re.S)
