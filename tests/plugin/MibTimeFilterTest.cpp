@@ -293,6 +293,8 @@ TEST(TimeFilterByAcl, SeesTheRowsThatALookAtEachOneSees) {
   }
   const auto config = Qel::make<Acl::AclConfig>("any", Acl::AclType::ipv4);
   config->currCfgIs(version);
+  const auto other = Qel::make<Acl::AclConfig>("other", Acl::AclType::ipv4);
+  other->currCfgIs(Qel::make<Acl::AclSubConfig>());
   std::vector<Qel::Ptr<Acl::AclStatus>> statuses = {nullptr};
   for (const char* name : {"x", "y", "z"}) statuses.push_back(Qel::make<Acl::AclStatus>(name));
   const auto walk = [&](u_long mark) {
@@ -303,18 +305,27 @@ TEST(TimeFilterByAcl, SeesTheRowsThatALookAtEachOneSees) {
     return found;
   };
   size_t filtered = 0;
-  for (int step = 0; step < 6000; ++step) {
-    const AclSnmp::AclRuleTableIndex index(Snmp::String(("acl" + std::to_string(below(5))).c_str()),
+  for (int step = 0; step < 20000; ++step) {
+    const uint32_t acl = below(5);
+    const AclSnmp::AclRuleTableIndex index(Snmp::String(("acl" + std::to_string(acl)).c_str()),
                                            below(4));
-    switch (below(5)) {
+    switch (below(6)) {
       case 0:
-        mib->newIpAclRuleStatsTable(index, config, time());
+        mib->newIpAclRuleStatsTable(index, acl == 0 && below(2) == 0 ? other : config, time());
         break;
+      case 4: {
+        const uint32_t number = below(5);
+        version->ruleBySequenceIs(
+            below(4), number == 4 ? Acl::UniqueId::invalid() : Acl::UniqueId(number, 0, 0));
+        break;
+      }
       case 1:
         if (const auto row = mib->ipAclRuleStatsTable(index)) row->aclStatusIs(statuses[below(4)]);
         break;
       case 2:
-        statuses[1 + below(3)]->ruleStatusIs(Acl::UniqueId(below(4), 0, 0), {below(9), time()});
+        statuses[1 + below(3)]->ruleStatusIs(
+            below(20) == 0 ? Acl::UniqueId::invalid() : Acl::UniqueId(below(4), 0, 0),
+            {below(9), time()});
         break;
       case 3:
         mib->ipAclRuleStatsTableDel(index);

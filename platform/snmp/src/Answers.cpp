@@ -21,8 +21,8 @@ namespace Snmp {
 
 namespace {
 
-// The message that is being answered: its command, whether it asks for too much, and what the answer
-// may take.
+// The message that is being answered: its command, whether it asks for too much, and what the
+// answer may take.
 int served = 0;
 bool tooMany = false;
 size_t most = kMaxMessage;
@@ -135,8 +135,7 @@ int serveMessage(int operation, netsnmp_session* session, int number, netsnmp_pd
 
 int buildToFit(netsnmp_session* session, netsnmp_pdu* pdu, u_char** packet, size_t* room,
                size_t* length) {
-  if (pdu->command == SNMP_MSG_RESPONSE && tooMany &&
-      pdu->errstat != SNMP_ERR_AUTHORIZATIONERROR) {
+  if (pdu->command == SNMP_MSG_RESPONSE && tooMany && pdu->errstat != SNMP_ERR_AUTHORIZATIONERROR) {
     makeTooBig(*pdu);
     snmp_increment_statistic(STAT_SNMPOUTTOOBIGS);
   }

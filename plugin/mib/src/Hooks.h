@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "Call.h"
 #include "Table.h"
@@ -39,6 +40,36 @@ inline bool setSequence(netsnmp_variable_list* variable, const AclRuleTableIndex
   return setValue(variable, ASN_UNSIGNED, number, length);
 }
 
+/// The row at which the request under way is to begin, found by a search in front of the iterator.
+/// One at a time for each table, for as long as the object lives.
+template <const auto& table>
+class Found {
+  using Iterator = typename std::remove_cvref_t<decltype(table)>::Iterator;
+
+ public:
+  Found() = default;
+  ~Found() { current_ = outer_; }
+  Found(const Found&) = delete;
+  Found& operator=(const Found&) = delete;
+
+  void is(const netsnmp_table_request_info* request, Iterator row) {
+    request_ = request;
+    row_ = std::move(row);
+  }
+  /// The row of the request whose table information is the hint, or null; to be taken once.
+  static Iterator* of(const netsnmp_table_request_info* hint) {
+    const bool known = hint != nullptr && current_ != nullptr && current_->request_ == hint;
+    return known ? &current_->row_ : nullptr;
+  }
+
+ private:
+  static inline Found* current_ = nullptr;
+
+  Found* const outer_ = std::exchange(current_, this);
+  const netsnmp_table_request_info* request_ = nullptr;
+  Iterator row_;
+};
+
 /// One call of one of a table's functions. No function throws but `fillIndex`.
 template <const auto& table>
 class Hooks : private Call {
@@ -60,7 +91,9 @@ class Hooks : private Call {
       tell(2, " - *hint = ", static_cast<const void*>(hint),
            ", number_indexes = ", hint == nullptr ? 0U : hint->number_indexes);
       std::unique_ptr<Iterator> made;
-      if (hint != nullptr && hint->number_indexes == table.index.size()) {
+      if (Iterator* found = Found<table>::of(hint)) {
+        made = std::make_unique<Iterator>(std::move(*found));
+      } else if (hint != nullptr && hint->number_indexes == table.index.size()) {
         made = matching(rows, hint->indexes);
       }
       const bool hintMatched = made != nullptr;

@@ -7,44 +7,67 @@
 /// Indexes compare as the sub-identifiers of their OIDs, also where a request's is cut, too long or
 /// has sub-identifiers that no octet has.
 
+#include <algorithm>
+#include <array>
 #include <compare>
+#include <cstring>
 #include <span>
 
 #include "Hooks.h"
 
 namespace AclSnmp {
 
-/// The sub-identifiers of an index, or of what a request has in place of one.
-using SubIds = std::span<const oid>;
-
-/// The order of a name as the index has it, length first, and of sub-identifiers; takes those that
-/// it compared from them.
-inline std::strong_ordering compareName(const Snmp::String& name, SubIds& rest) {
-  const std::string_view octets = name.string8().view();
-  const auto compare = [&rest](oid own) {
-    if (rest.empty()) return std::strong_ordering::greater;
-    const auto order = own <=> rest.front();
-    rest = rest.subspan(1);
-    return order;
-  };
-  auto order = compare(octets.size());
-  for (size_t i = 0; i < octets.size() && order == 0; ++i) {
-    order = compare(static_cast<unsigned char>(octets[i]));
+/// What a request has in place of an index, as sub-identifiers, for comparisons with the indexes of
+/// rows.
+class AskedIndex {
+ public:
+  explicit AskedIndex(std::span<const oid> ids) : ids_(ids) {
+    while (octets_ < kMost && 1 + octets_ < ids.size() && ids[1 + octets_] <= kMost) {
+      name_[octets_] = static_cast<char>(ids[1 + octets_]);
+      ++octets_;
+    }
   }
-  return order;
-}
-/// The order of a row's index and of sub-identifiers.
-inline std::strong_ordering compareKey(const Snmp::String& key, SubIds ids) {
-  const auto order = compareName(key, ids);
-  return order == 0 && !ids.empty() ? std::strong_ordering::less : order;
-}
-inline std::strong_ordering compareKey(const AclRuleTableIndex& key, SubIds ids) {
-  const auto order = compareName(key.aclName(), ids);
-  if (order != 0) return order;
-  if (ids.empty()) return std::strong_ordering::greater;
-  if (key.seqId() != ids.front()) return oid{key.seqId()} <=> ids.front();
-  return ids.size() > 1 ? std::strong_ordering::less : std::strong_ordering::equal;
-}
+
+  /// The order of a row's index and this one, as OIDs.
+  std::strong_ordering operator()(const Snmp::String& key) const {
+    const auto order = compareName(key);
+    return order != 0 ? order : compareRest(key.size(), nullptr);
+  }
+  std::strong_ordering operator()(const AclRuleTableIndex& key) const {
+    const auto order = compareName(key.aclName());
+    const uint32_t seqId = key.seqId();
+    return order != 0 ? order : compareRest(key.aclName().size(), &seqId);
+  }
+
+ private:
+  static constexpr size_t kMost = 255;
+
+  /// A name's length comes first, then its octets.
+  std::strong_ordering compareName(const Snmp::String& name) const {
+    const std::string_view octets = name.string8().view();
+    if (ids_.empty()) return std::strong_ordering::greater;
+    if (octets.size() != ids_[0]) return octets.size() <=> ids_[0];
+    const size_t both = std::min(octets.size(), octets_);
+    const int order = std::memcmp(octets.data(), name_.data(), both);
+    if (order != 0) return order <=> 0;
+    if (both == octets.size()) return std::strong_ordering::equal;
+    // Cut there, or a sub-identifier that no octet reaches.
+    return ids_.size() == 1 + both ? std::strong_ordering::greater : std::strong_ordering::less;
+  }
+  std::strong_ordering compareRest(size_t octets, const uint32_t* seqId) const {
+    auto rest = ids_.subspan(1 + octets);
+    if (seqId != nullptr) {
+      if (rest.empty()) return std::strong_ordering::greater;
+      if (*seqId != rest[0]) return oid{*seqId} <=> rest[0];
+      rest = rest.subspan(1);
+    }
+    return rest.empty() ? std::strong_ordering::equal : std::strong_ordering::less;
+  }
+
+  std::span<const oid> ids_;
+  std::array<char, kMost> name_;
+  size_t octets_ = 0;
+};
 
 template <const auto& table>
 class Seek {
@@ -53,10 +76,11 @@ class Seek {
   using Iterator = typename TableT::Iterator;
 
  public:
-  /// The agent library's handler; its data is the `AclMib`. A list of several requests is passed on
-  /// as it is: the serialize handler, which stands further up, makes none.
+  /// The agent library's handler. A list of several requests is passed on as it is: the serialize
+  /// handler, which stands further up, makes none.
   static int handle(netsnmp_mib_handler* handler, netsnmp_handler_registration* registration,
                     netsnmp_agent_request_info* info, netsnmp_request_info* requests) noexcept {
+    Found<table> found;
     const bool absent = Call(table.name).guarded(false, [&] {
       const bool plain = requests != nullptr && requests->next == nullptr &&
                          requests->processed == 0 &&
@@ -66,41 +90,51 @@ class Seek {
       const auto& mib = *static_cast<const AclMib*>(registration->my_reg_void);
       const netsnmp_variable_list& name = *requests->requestvb;
       const size_t column = registration->rootoid_len + 2;
-      SubIds ids;
+      std::span<const oid> ids;
       if (name.name_length > column) ids = {name.name + column, name.name_length - column};
-      return info->mode == MODE_GET ? !contains(mib, ids) : (goOnFrom(mib, ids, *request), false);
+      uint32_t mark = 0;
+      if (TableT::kHasTimeMark && !ids.empty()) {
+        mark = static_cast<uint32_t>(ids[0]);
+        ids = ids.subspan(1);
+      }
+      const AskedIndex asked(ids);
+      // The greatest row whose index is not above, of those whose name fits an index.
+      Iterator row = mib.entries<Entry>().lastOf([&asked](const typename Entry::Key& key) {
+        return aclNameOf(key).size() <= kNameBuffer && asked(key) <= 0;
+      });
+      const bool there = row && asked(row.key()) == 0;
+      if (info->mode == MODE_GET) {
+        if (!(there && passes(mib, *row.value(), mark))) return true;
+        found.is(request, std::move(row));
+      } else if (mibTrace().enabled(2)) {
+        // A trace tells of the hint's components: it is the row below.
+        if (!there) hintIs(row, *request);
+      } else {
+        if (row) {
+          ++row;
+        } else {
+          row = mib.entries<Entry>().begin();
+        }
+        found.is(request, std::move(row));
+      }
+      return false;
     });
     return absent ? SNMP_ERR_NOERROR
                   : netsnmp_call_next_handler(handler, registration, info, requests);
   }
 
  private:
-  /// The greatest row whose index is not above `ids`, of those whose name fits an index.
-  static Iterator lastUpTo(const AclMib& mib, SubIds ids) {
-    return mib.entries<Entry>().lastOf([ids](const typename Entry::Key& key) {
-      return aclNameOf(key).size() <= kNameBuffer && compareKey(key, ids) <= 0;
-    });
-  }
-  /// The time mark is no part of a row's key.
-  static SubIds behindMark(SubIds ids) {
-    return TableT::kHasTimeMark && !ids.empty() ? ids.subspan(1) : ids;
-  }
-
-  static bool contains(const AclMib& mib, SubIds ids) {
-    const Iterator row = lastUpTo(mib, behindMark(ids));
-    if (!row || compareKey(row.key(), behindMark(ids)) != 0) return false;
+  static bool passes([[maybe_unused]] const AclMib& mib, [[maybe_unused]] const Entry& row,
+                     [[maybe_unused]] uint32_t mark) {
     if constexpr (TableT::kHasTimeMark) {
-      return TimeFilter<table>(&mib, static_cast<uint32_t>(ids[0])).passes(*row.value());
+      return TimeFilter<table>(&mib, mark).passes(row);
     } else {
       return true;
     }
   }
 
-  /// Makes the hint name the greatest row that is not above the request's index; where there is
-  /// none, no row, which stands for the first one.
-  static void goOnFrom(const AclMib& mib, SubIds ids, netsnmp_table_request_info& request) {
-    const Iterator row = lastUpTo(mib, behindMark(ids));
-    if (row && compareKey(row.key(), behindMark(ids)) == 0) return;
+  /// Makes the hint name a row; without one, no row, which stands for the first one.
+  static void hintIs(const Iterator& row, netsnmp_table_request_info& request) {
     request.number_indexes = 0;
     if (!row) return;
     netsnmp_variable_list* variable = request.indexes;

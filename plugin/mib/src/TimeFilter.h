@@ -4,6 +4,8 @@
 /// time mark, less two ticks.
 
 #include <algorithm>
+#include <array>
+#include <optional>
 
 #include "Call.h"
 #include "Table.h"
@@ -32,29 +34,24 @@ class TimeFilter {
 
   bool passes(const Entry& row) const { return all_ || passes(ticksOf(row.lastUpdateTime())); }
 
-  /// Moves on to the first row that passes. An ACL whose latest change is too early is passed over
-  /// as a whole, unless a trace tells of each row.
+  /// Moves on to the first row that passes.
   void skip(const Call& call, Iterator& row) const {
     if (all_) return;
-    const bool traced = mibTrace().enabled(2);
-    const bool byAcl = mib_ != nullptr && !traced;
-    if (byAcl) skipAcls(row);
+    // A trace tells of each row.
+    const bool traced = mib_ == nullptr || mibTrace().enabled(2);
+    if (!traced) skipEarly(row);
     while (!row.atEnd()) {
-      const Qel::Seconds changed = row.value()->lastUpdateTime();
-      if (traced || !noneUpTo(changed)) {
-        const uint32_t ticks = ticksOf(changed);
-        const bool passed = passes(ticks);
-        if (!passed) {
-          call.trace(2, table.name, "_get_*_data_point filtered out ",
-                     static_cast<const void*>(&row));
-        }
-        call.trace(passed ? 8 : 4, table.name, "_get_*_data_point: last changed (lastUpdateTime) ",
-                   ticks, " requested value is ", mark_);
-        if (passed) return;
+      const uint32_t ticks = ticksOf(row.value()->lastUpdateTime());
+      const bool passed = passes(ticks);
+      if (!passed) {
+        call.trace(2, table.name, "_get_*_data_point filtered out ",
+                   static_cast<const void*>(&row));
       }
-      const Snmp::String left = row.key().aclName();
+      call.trace(passed ? 8 : 4, table.name, "_get_*_data_point: last changed (lastUpdateTime) ",
+                 ticks, " requested value is ", mark_);
+      if (passed) return;
       ++row;
-      if (byAcl && !row.atEnd() && row.key().aclName() != left) skipAcls(row);
+      if (!traced) skipEarly(row);
     }
   }
 
@@ -73,14 +70,56 @@ class TimeFilter {
     return uptimeAt(time) * kTicksPerSecond + kMargin < mark_;
   }
 
-  /// From a row to the first one of an ACL with a row that may pass.
-  void skipAcls(Iterator& row) const {
+  /// From a row to the first one that may pass: over each ACL whose latest change is too early, and
+  /// over the rows that are in one whose is not.
+  void skipEarly(Iterator& row) const {
     if (row.atEnd()) return;
-    const Snmp::String& name = row.key().aclName();
-    auto acl = mib_->latestChanges<Entry>().startAt(name);
-    while (acl && noneUpTo(acl.value()->time())) ++acl;
-    if (acl && acl.key() == name) return;
-    row = acl ? mib_->entries<Entry>().startAt({acl.key(), 0}) : Iterator();
+    const auto& rows = mib_->entries<Entry>();
+    auto acl = mib_->latestChanges<Entry>().startAt(row.key().aclName());
+    for (; acl; ++acl) {
+      if (noneUpTo(acl.value()->time())) continue;
+      if (row.atEnd() || acl.key() != row.key().aclName()) row = rows.startAt({acl.key(), 0});
+      if (skipEarlyOf(*acl.value(), row)) return;
+    }
+    row = Iterator();
+  }
+
+  /// From a row to the first one of its ACL that may pass; false where there is none.
+  bool skipEarlyOf(const LatestChange& acl, Iterator& row) const {
+    const Snmp::String name = row.key().aclName();
+    std::array<Acl::UniqueId, 8> late;
+    if (const auto count = lateCounters(acl, late)) {
+      auto rule = acl.commonConfig()->currCfg()->ruleBySequence().startAt(row.key().seqId());
+      rule.skip([&](uint32_t, const Acl::UniqueId& id) {
+        return std::find(late.begin(), late.begin() + *count, id) == late.begin() + *count;
+      });
+      if (rule.atEnd()) return false;
+      if (rule.key() == row.key().seqId()) return true;
+      row = mib_->entries<Entry>().startAt({name, rule.key()});
+    }
+    row.skip([&](const AclRuleTableIndex& key, const Qel::Ptr<Entry>& value) {
+      return key.aclName() == name && noneUpTo(value->lastUpdateTime());
+    });
+    return !row.atEnd() && row.key().aclName() == name;
+  }
+
+  /// The counters of an ACL that changed late enough, where those are few and no other row of it
+  /// can pass. Counters lie side by side, which the rows that show them do not.
+  template <size_t most>
+  std::optional<size_t> lateCounters(const LatestChange& acl,
+                                     std::array<Acl::UniqueId, most>& late) const {
+    const Acl::AclStatus* status = acl.commonStatus();
+    const Acl::AclConfig* config = acl.commonConfig();
+    const bool common = status != nullptr && config != nullptr && config->currCfg();
+    if (!common || !noneUpTo(acl.created())) return std::nullopt;
+    size_t count = 0;
+    for (const auto& [id, counter] : status->ruleStatus()) {
+      if (noneUpTo(counter.lastUpdateTime)) continue;
+      // What no rule has is the identity of every row without one.
+      if (count == most || id == Acl::UniqueId::invalid()) return std::nullopt;
+      late[count++] = id;
+    }
+    return count;
   }
 
   const AclMib* mib_;

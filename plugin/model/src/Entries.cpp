@@ -54,7 +54,7 @@ void RuleStatsTableEntry::aclStatusIs(const AclStatusPtr& aclStatus) {
 
 void RuleStatsTableEntry::latestChangeIs(const Qel::Ptr<LatestChange>& latestChange) {
   if (latestChange) {
-    latestChange->creationIs(creationTime_);
+    latestChange->creationIs(creationTime_, aclConfig());
     latestChange->statusIs(aclStatus_);
   }
   if (latestChange_) latestChange_->statusDel(aclStatus_);
@@ -67,7 +67,11 @@ Acl::RuleStatus RuleStatsTableEntry::ruleStatus() const {
 
 Qel::Seconds RuleStatsTableEntry::lastUpdateTime() const {
   if (!aclStatus_) return creationTime_;
-  const Acl::RuleStatus* counted = aclStatus_->ruleStatus().find(uniqueId());
+  const Acl::AclSubConfig* config = current();
+  const Acl::UniqueId* id =
+      config == nullptr ? nullptr : config->ruleBySequence().find(index().seqId());
+  static const Acl::UniqueId none = Acl::UniqueId::invalid();
+  const Acl::RuleStatus* counted = aclStatus_->ruleStatus().find(id == nullptr ? none : *id);
   return counted == nullptr ? creationTime_ : counted->lastUpdateTime;
 }
 

@@ -69,7 +69,8 @@ class UniqueId {
   }
   template <class H>
   friend H AbslHashValue(H state, const UniqueId& id) {
-    return H::combine(std::move(state), id.number_, id.major_, id.minor_);
+    return H::combine(std::move(state), static_cast<uint64_t>(id.number_) << 32 |
+                                            static_cast<uint32_t>(id.major_) << 16 | id.minor_);
   }
 
  private:
