@@ -1,6 +1,5 @@
 #include "apply/ReadingSource.h"
 
-#include <new>
 #include <sstream>
 
 namespace Sources {
@@ -28,24 +27,16 @@ void ReadingSource::tellOverdue() {
 }
 
 void ReadingSource::handleReadable(int) {
-  try {
-    take();
-  } catch (const std::bad_alloc&) {
-    // A line that could not be told; what was read is on its way.
-  }
-}
-
-void ReadingSource::take() {
   tellOverdue();
   std::optional<Outcome> outcome = thread_.take();
   if (!outcome) return;
   failed_ = outcome->failed;
+  for (const auto& [severity, line] : outcome->lines) mount_.log(severity, line);
   if (auto* snapshot = std::get_if<Snapshot>(&outcome->content)) {
     applier_->snapshotIs(std::move(*snapshot));
   } else if (auto* changes = std::get_if<CounterChanges>(&outcome->content)) {
     applier_->changesAre(std::move(*changes));
   }
-  for (const auto& [severity, line] : outcome->lines) mount_.log(severity, line);
 }
 
 Progress ReadingSource::progress() const {

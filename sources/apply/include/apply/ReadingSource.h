@@ -38,7 +38,6 @@ class ReadingSource : public Source {
 
  private:
   void tellOverdue();
-  void take();
 
   Mount mount_;
   std::string name_;
