@@ -435,7 +435,7 @@ class Memory(unittest.TestCase):
     def test_a_document_that_does_not_fit_is_refused_and_what_was_served_stays(self):
         with Agent(document(acl_set("a")), preexec_fn=with_memory(160)) as agent:
             agent.wait_for_walk(lambda walk: len(walk) == 1, table(1, 1) + (1, 2))
-            agent.write(rules(1000, acls=100))
+            agent.write(rules(1000, acls=400))
             agent.wait_for_log("acls.json: found too little memory to read it")
             self.assertEqual(len(agent.walk(table(1, 1) + (1, 2))), 1)
             agent.write(document(acl_set("a"), acl_set("b")))
