@@ -379,6 +379,7 @@ class Files(unittest.TestCase):
                 agent.wait_for_walk(lambda walk: len(walk) == 4, self.NAMES)
                 self.assertEqual(agent.log().count(self.LATE), 1)
 
+    @unittest.skipIf(SANITIZED, "the sanitizer waits for all threads to look for leaks")
     def test_sigterm_ends_it_while_file_systems_do_not_answer(self):
         with tempfile.TemporaryDirectory() as folder:
             mount = os.path.join(folder, "mnt")

@@ -10,8 +10,8 @@
 #include <algorithm>
 #include <array>
 #include <compare>
-#include <cstring>
 #include <span>
+#include <string_view>
 
 #include "Hooks.h"
 
@@ -48,7 +48,7 @@ class AskedIndex {
     if (ids_.empty()) return std::strong_ordering::greater;
     if (octets.size() != ids_[0]) return octets.size() <=> ids_[0];
     const size_t both = std::min(octets.size(), octets_);
-    const int order = std::memcmp(octets.data(), name_.data(), both);
+    const int order = octets.substr(0, both).compare({name_.data(), both});
     if (order != 0) return order <=> 0;
     if (both == octets.size()) return std::strong_ordering::equal;
     // Cut there, or a sub-identifier that no octet reaches.
