@@ -245,7 +245,7 @@ class Scrapes(ClientTest):
             found, _ = exporter.scrape(agent, "zorlen_acl_hex")
         self.assertSamples(found, expected_samples(tree, shown=as_hex))
         names = {text for _, labels in found for name, text in labels if name.endswith("AclName")}
-        self.assertIn("0x6C616280FF", names)
+        self.assertIn("0x6C6162C3FF", names)
 
     def test_a_changed_count_is_scraped(self):
         document = example_in_text()
